@@ -1,0 +1,25 @@
+// Calibration-chain module state and the image buffer-size query.
+#include "calib_image/calib_state.h"
+
+#include "deflash/frame.h"
+
+namespace deflash {
+namespace {
+calib_image_state g_calib_image{};
+
+// Main image without and with the optional fourth section.
+constexpr uint32_t kCalibImageBytes = 0x5000;
+constexpr uint32_t kCalibImageWithOptionalBytes = 0x6000;
+}  // namespace
+
+calib_image_state& module_calib_image() { return g_calib_image; }
+
+}  // namespace deflash
+
+extern "C" void get_soc_file_buffer_size(const SocCalibFlashInput_S* inputs, uint32_t* size) {
+  const bool requested = inputs != nullptr && inputs->optional_section != nullptr &&
+                         inputs->optional_section[0] != '\0';
+  const bool enabled = deflash::g_calib_image.d2c.optional_section_flag != 0;
+  *size = (enabled && requested) ? deflash::kCalibImageWithOptionalBytes
+                                 : deflash::kCalibImageBytes;
+}

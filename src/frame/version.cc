@@ -1,0 +1,20 @@
+// Version exports.
+#include <cstring>
+
+#include "deflash/frame.h"
+
+namespace {
+constexpr char kVersion[] = "2.2.0.4";
+// The host hands an 8-byte buffer; the seven characters leave the eighth
+// byte zero as the terminator.
+constexpr std::size_t kVersionBufferBytes = 8;
+static_assert(sizeof kVersion <= kVersionBufferBytes, "version fits the host buffer");
+}  // namespace
+
+extern "C" void get_soc_depth_driver_helper_version(char* out) {
+  if (out == nullptr) return;
+  std::memset(out, 0, kVersionBufferBytes);
+  std::memcpy(out, kVersion, sizeof kVersion - 1);
+}
+
+extern "C" const char* soc_driver_helper_get_version(void) { return kVersion; }

@@ -1,0 +1,46 @@
+// Optimized disparity-to-depth table: the host's entries kept byte for byte.
+#include "rectify/d2d_params.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace deflash {
+namespace {
+optimized_d2d_state g_d2d{};
+}  // namespace
+
+const optimized_d2d_state& module_optimized_d2d() { return g_d2d; }
+
+}  // namespace deflash
+
+namespace soc_convert {
+
+int set_optimized_d2d_params(DeDepthConfig_S* params, int num) {
+  auto& state = deflash::g_d2d;
+  // The count is stored before the old table is released, and the release
+  // clears it: hosts rely on a replacement call reporting a count of 0.
+  state.optimized_d2d_params_num = num;
+  if (state.optimized_d2d_params != nullptr) {
+    delete[] state.optimized_d2d_params;
+    state.optimized_d2d_params = nullptr;
+    state.optimized_d2d_params_num = 0;
+  }
+  // A negative count widens to a huge size and the allocator throws.
+  const auto count = static_cast<std::size_t>(static_cast<int64_t>(num));
+  auto* table = new DeDepthConfig_S[count];
+  if (count != 0) std::memcpy(table, params, count * sizeof(DeDepthConfig_S));
+  state.optimized_d2d_params = table;
+  return 0;
+}
+
+int release_optimized_d2d_params() {
+  auto& state = deflash::g_d2d;
+  if (state.optimized_d2d_params != nullptr) {
+    delete[] state.optimized_d2d_params;
+    state.optimized_d2d_params = nullptr;
+    state.optimized_d2d_params_num = 0;
+  }
+  return 0;
+}
+
+}  // namespace soc_convert

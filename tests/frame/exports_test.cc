@@ -1,0 +1,54 @@
+// The shared library exports the plain names unmangled and the typed names
+// under their C++ signatures, and nothing of its internals.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "deflash.h"
+
+namespace {
+
+class SharedLibrary : public testing::Test {
+ protected:
+  void SetUp() override {
+    handle_ = dlopen(DEFLASH_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle_, nullptr) << dlerror();
+  }
+  void TearDown() override {
+    if (handle_ != nullptr) dlclose(handle_);
+  }
+  bool exports(const char* name) { return dlsym(handle_, name) != nullptr; }
+
+  void* handle_ = nullptr;
+};
+
+}  // namespace
+
+TEST_F(SharedLibrary, ExportsThePlainFrameNamesUnmangled) {
+  for (const char* name : {"get_soc_depth_driver_helper_version", "soc_driver_helper_get_version",
+                           "get_soc_file_buffer_size", "set_soc_sn"}) {
+    EXPECT_TRUE(exports(name)) << name;
+  }
+}
+
+TEST_F(SharedLibrary, ExportsTypedNamesUnderTheirCppSignatures) {
+  // The typed names appear only in their mangled form.
+  EXPECT_TRUE(exports("_ZN11soc_convert12get_cam_modeEPh"));
+  EXPECT_TRUE(exports("_ZN11soc_convert27get_d2d_params_unit_in_R_enEPh"));
+  EXPECT_TRUE(exports("_ZN11soc_convert21get_lut_enable_statusEv"));
+  EXPECT_TRUE(exports("_ZN11soc_convert23get_mipi_channel_statusEPh"));
+}
+
+TEST_F(SharedLibrary, HidesInternalFunctions) {
+  EXPECT_FALSE(exports("_ZN7deflash5crc32EjPKvj"));
+  EXPECT_FALSE(exports("_ZN7deflash3md5EPKvPhj"));
+  EXPECT_FALSE(exports("_ZN7deflash11console_logEPKcz"));
+}
+
+TEST_F(SharedLibrary, VersionThroughTheLoadedLibrary) {
+  using version_fn = const char* (*)();
+  auto fn = reinterpret_cast<version_fn>(dlsym(handle_, "soc_driver_helper_get_version"));
+  ASSERT_NE(fn, nullptr);
+  EXPECT_EQ(std::string(fn()), "2.2.0.4");
+}
