@@ -1,9 +1,14 @@
-// deflash command-line tool.
-#include <cstdio>
+// deflash: writes a depth camera module's calibration into its flash images.
+#include <CLI/CLI.hpp>
 
-#include "deflash.h"
+#include "commands.h"
 
-int main() {
-  std::printf("%s\n", soc_driver_helper_get_version());
-  return 0;
+int main(int argc, char** argv) {
+  CLI::App app{"deflash: depth-engine flash images from stereo camera calibration"};
+  app.require_subcommand(1);
+  int exit_code = deflash_cli::kExitOk;
+  deflash_cli::add_version_command(app, exit_code);
+  deflash_cli::add_check_config_command(app, exit_code);
+  CLI11_PARSE(app, argc, argv);
+  return exit_code;
 }

@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs the Debian packages deflash needs to build, test and run its
+# examples, but only those that are missing (apt-get update runs only then).
+set -euo pipefail
+
+packages=(
+  cmake g++ make pkg-config
+  libeigen3-dev       # the library's only dependency
+  libcli11-dev        # command-line parsing of the tool
+  nlohmann-json3-dev  # calibration JSON of the tool
+  libgtest-dev libgmock-dev  # tests
+  libbenchmark-dev    # benchmarks
+  zlib1g-dev          # reference CRC-32 in the tests
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$package")
+  fi
+done
+
+if ((${#missing[@]} > 0)); then
+  echo "deflash: installing ${missing[*]}"
+  if [ "$(id -u)" -eq 0 ]; then sudo=""; else sudo="sudo"; fi
+  $sudo apt-get update
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y "${missing[@]}"
+fi

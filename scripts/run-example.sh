@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Builds the library and the deflash tool, then runs it on the example module
+# in examples/module/, writing its images to out/.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/install-deps.sh
+
+jobs=$(nproc 2>/dev/null || echo 2)
+cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release
+cmake --build build/release -j"$jobs" --target deflash deflash_cli
+
+tool=build/release/tools/deflash
+module=examples/module
+mkdir -p out
+
+"$tool" version
+"$tool" check-config "$module/calib_close.ini" "$module/calib_long.ini"

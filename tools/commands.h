@@ -1,0 +1,20 @@
+// Sub-commands of the deflash tool; each registers itself on the app and
+// stores its process exit code in `exit_code` when it runs.
+#ifndef DEFLASH_TOOLS_COMMANDS_H_
+#define DEFLASH_TOOLS_COMMANDS_H_
+
+#include <CLI/CLI.hpp>
+
+namespace deflash_cli {
+
+/// Exit codes of the tool: the library reported a failure, or a file could
+/// not be read or written. (Command-line mistakes exit with CLI11's codes.)
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;
+
+void add_version_command(CLI::App& app, int& exit_code);
+void add_check_config_command(CLI::App& app, int& exit_code);
+
+}  // namespace deflash_cli
+
+#endif  // DEFLASH_TOOLS_COMMANDS_H_
