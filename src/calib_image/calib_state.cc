@@ -1,15 +1,13 @@
 // Calibration-chain module state and the image buffer-size query.
 #include "calib_image/calib_state.h"
 
+#include "calib_image/calib_image_layout.h"
+
 #include "deflash/frame.h"
 
 namespace deflash {
 namespace {
 calib_image_state g_calib_image{};
-
-// Main image without and with the optional fourth section.
-constexpr uint32_t kCalibImageBytes = 0x5000;
-constexpr uint32_t kCalibImageWithOptionalBytes = 0x6000;
 }  // namespace
 
 calib_image_state& module_calib_image() { return g_calib_image; }
@@ -20,6 +18,6 @@ extern "C" void get_soc_file_buffer_size(const SocCalibFlashInput_S* inputs, uin
   const bool requested = inputs != nullptr && inputs->optional_section != nullptr &&
                          inputs->optional_section[0] != '\0';
   const bool enabled = deflash::g_calib_image.d2c.optional_section_flag != 0;
-  *size = (enabled && requested) ? deflash::kCalibImageWithOptionalBytes
-                                 : deflash::kCalibImageBytes;
+  *size = static_cast<uint32_t>((enabled && requested) ? deflash::kCalibImageWithOptionalBytes
+                                                        : deflash::kCalibImageBytes);
 }
