@@ -1,0 +1,153 @@
+// The start-row flash image: per distinct rectification mode, the start-row
+// tables of the target and reference cameras.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "calib_image/calib_image_layout.h"
+#include "calib_image/calib_pipeline.h"
+#include "calib_image/calib_state.h"
+#include "calib_image/calib_tables.h"
+#include "calib_image/digest_list.h"
+#include "deflash/calib_image.h"
+#include "deflash/rectify.h"
+#include "deflash/result_codes.h"
+#include "frame/byte_writer.h"
+#include "frame/crc32.h"
+#include "frame/log.h"
+#include "frame/md5.h"
+
+namespace deflash {
+namespace {
+
+// Section header (48 bytes): no version, time, serial number or count.
+constexpr uint32_t kStartRowSectionMagic = 0x46447318u;
+constexpr uint32_t kStartRowFlashAddress = 0x2E000u;
+constexpr std::size_t kStartRowHeaderBytes = 48;
+constexpr std::size_t kStartRowCrcOffset = 4;
+constexpr std::size_t kStartRowLengthOffset = 8;
+
+// Entry: magic, constant 1, payload length, digest, key, rows, two tables.
+constexpr uint32_t kStartRowEntryMagic = 0x46446115u;
+constexpr uint32_t kStartRowEntryVersion = 1;
+constexpr std::size_t kStartRowEntryHeadBytes = 44;
+// Payload counts everything after the length field: digest, key, rows.
+constexpr std::size_t kStartRowPayloadFixedBytes = 32;
+static_assert(12 + kStartRowPayloadFixedBytes == kStartRowEntryHeadBytes, "entry head");
+static_assert(12 + kMd5DigestBytes + kRectifyKeyBytes + 4 == kStartRowEntryHeadBytes,
+              "digest, key and rows follow the length");
+
+struct reference_descriptor {
+  uint32_t address = 0;
+  uint32_t count = 0;
+};
+
+void write_header(uint8_t* image, std::size_t length, const reference_descriptor& reference) {
+  byte_writer w(image, kStartRowHeaderBytes);
+  w.put_u32_le(kStartRowSectionMagic);
+  w.put_u32_le(0);
+  w.put_u32_le(static_cast<uint32_t>(length));
+  w.put_u32_le(kStartRowFlashAddress);
+  w.put_u32_le(reference.address);
+  w.put_u32_le(reference.count);
+  w.fill(0, kStartRowHeaderBytes - w.offset());  // reserved, zero
+  store_u32_le(image + kStartRowCrcOffset, crc32(0, image, static_cast<uint32_t>(length)));
+}
+
+// Writes one entry at `offset`; returns its size, or 0 after an error message
+// when it cannot be written within `size`.
+int write_entry(uint8_t* image, std::size_t size, std::size_t offset,
+                const std::vector<uint8_t>& key, const uint8_t* digest,
+                reference_descriptor* reference, std::size_t* entry_bytes, log_callback* log) {
+  const calib_image_state& state = module_calib_image();
+  const auto rows = static_cast<int16_t>(state.rectify.intrinsic_L.height);
+  const std::size_t table_rows = rows > 0 ? static_cast<std::size_t>(rows) : 0;
+  const std::size_t bytes = kStartRowEntryHeadBytes + table_rows * 8;
+  if (offset + bytes > size) {
+    console_log("error: start-row entry of %zu bytes does not fit the output buffer of %zu bytes\n",
+                bytes, size);
+    send_log(log, "error: start-row image does not fit the output buffer\n");
+    return DRIVER_HELPER_INVALID_PARAM;
+  }
+
+  // The register side copies as many rows as its last camera had; size the
+  // tables for whichever is larger so that copy stays inside them.
+  const std::size_t reference_rows = state.rectify.intrinsic_R.height;
+  const std::size_t capacity = std::max(table_rows, reference_rows);
+  std::vector<uint32_t> target_values(capacity, 0);
+  std::vector<uint32_t> reference_values(capacity, 0);
+  DeRectifyStartRowsSection_S sections[2] = {
+      {0, static_cast<uint32_t>(table_rows), target_values.data()},
+      {0, static_cast<uint32_t>(table_rows), reference_values.data()}};
+
+  byte_writer w(image, size, offset);
+  w.put_u32_le(kStartRowEntryMagic);
+  w.put_u32_le(kStartRowEntryVersion);
+  w.put_u32_le(static_cast<uint32_t>(table_rows * 8 + kStartRowPayloadFixedBytes));
+  w.put_bytes(digest, kMd5DigestBytes);
+  w.put_bytes(key.data(), key.size());
+  w.put_u32_le(static_cast<uint32_t>(static_cast<int32_t>(rows)));
+
+  const uint32_t copied = de_copy_rectify_start_rows_register_section(sections, 2);
+  if (copied != 0) {
+    console_log("error: de_copy_rectify_start_rows_register_section failed, error code=%d\n",
+                static_cast<int>(copied));
+    send_log(log, "error: de_copy_rectify_start_rows_register_section failed\n");
+    return static_cast<int>(copied);
+  }
+  for (std::size_t i = 0; i < table_rows; ++i) w.put_u32_le(target_values[i]);
+  for (std::size_t i = 0; i < table_rows; ++i) w.put_u32_le(reference_values[i]);
+  reference->address = sections[1].address;
+  reference->count = sections[1].count;
+  *entry_bytes = bytes;
+  return DRIVER_HELPER_OK;
+}
+
+}  // namespace
+}  // namespace deflash
+
+extern "C" int gen_soc_start_row_param_de(const SocCalibFlashInput_S* config_input_file_list,
+                                          uint8_t* file_buff_out,
+                                          std::function<void(const char*)>* log,
+                                          int file_buff_out_size) {
+  using namespace deflash;
+  int result = check_flash_input(config_input_file_list, file_buff_out, log);
+  if (result != 0) return result;
+  if (file_buff_out_size < 0 || static_cast<std::size_t>(file_buff_out_size) < kStartRowHeaderBytes) {
+    console_log("error: file_buff_out_size %d cannot hold the start-row section header\n",
+                file_buff_out_size);
+    send_log(log, "error: file_buff_out_size is smaller than the start-row section header\n");
+    return DRIVER_HELPER_INVALID_PARAM;
+  }
+  const SocCalibFlashInput_S& input = *config_input_file_list;
+  const auto size = static_cast<std::size_t>(file_buff_out_size);
+  std::memset(file_buff_out, kErasedByte, size);
+
+  reference_descriptor reference;
+  std::size_t length = kStartRowHeaderBytes;
+  digest_list written;
+  for (uint8_t i = 0; i < input.config_file_num; ++i) {
+    soc_convert::DepthCalcParams_S depth{};
+    calib_mode_flags flags{};
+    result = convert_configuration(input, i, log, &depth, &flags);
+    if (result != 0) return result;
+
+    const auto key = rectify_key(module_calib_image().rectify, flags.long_range());
+    uint8_t digest[kMd5DigestBytes];
+    md5(key.data(), digest, static_cast<uint32_t>(key.size()));
+    if (written.contains(digest)) continue;
+    if (written.full()) {
+      console_log("error: more than %zu distinct modes for the start-row image\n",
+                  kMaxTableEntries);
+      send_log(log, "error: too many distinct modes for the start-row image\n");
+      return DRIVER_HELPER_INVALID_PARAM;
+    }
+    std::size_t entry_bytes = 0;
+    result = write_entry(file_buff_out, size, length, key, digest, &reference, &entry_bytes, log);
+    if (result != 0) return result;
+    written.add(digest);
+    length += entry_bytes;
+  }
+  write_header(file_buff_out, length, reference);
+  return DRIVER_HELPER_OK;
+}
