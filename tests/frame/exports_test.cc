@@ -38,6 +38,8 @@ TEST_F(SharedLibrary, ExportsTypedNamesUnderTheirCppSignatures) {
   EXPECT_TRUE(exports("_ZN11soc_convert27get_d2d_params_unit_in_R_enEPh"));
   EXPECT_TRUE(exports("_ZN11soc_convert21get_lut_enable_statusEv"));
   EXPECT_TRUE(exports("_ZN11soc_convert23get_mipi_channel_statusEPh"));
+  EXPECT_TRUE(exports("_ZN11soc_convert23load_input_configs_pathEPKc"));
+  EXPECT_TRUE(exports("_ZN11soc_convert26load_input_configs_contentEPKc"));
 }
 
 TEST_F(SharedLibrary, HidesInternalFunctions) {
