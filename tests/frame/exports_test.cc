@@ -48,6 +48,7 @@ TEST_F(SharedLibrary, HidesInternalFunctions) {
   EXPECT_FALSE(exports("_ZN7deflash11console_logEPKcz"));
 }
 
+  EXPECT_TRUE(exports("_ZN11soc_convert37get_virtual_intrinsic_of_stereo_debugEP19DeCameraIntrinsic_S"));
 TEST_F(SharedLibrary, VersionThroughTheLoadedLibrary) {
   using version_fn = const char* (*)();
   auto fn = reinterpret_cast<version_fn>(dlsym(handle_, "soc_driver_helper_get_version"));

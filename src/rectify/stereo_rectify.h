@@ -1,0 +1,24 @@
+// Stereo rectification of the IR pair: rectifying rotations, the common
+// virtual camera, the measured baseline and the depth-to-colour geometry.
+#ifndef DEFLASH_RECTIFY_STEREO_RECTIFY_H_
+#define DEFLASH_RECTIFY_STEREO_RECTIFY_H_
+
+#include <cstdint>
+
+#include "deflash/calib_records.h"
+
+namespace deflash {
+
+/// Rectifies the IR pair of `calib` with the module configuration's rectify
+/// and d2c settings. Fills slots 0 to 54 of `out` (the caller clears it and
+/// owns slots 55 to 60), the camera descriptions, distortion blocks and
+/// transform of `d2c` (not its optional-section flag), and the debug copy of
+/// the virtual camera. Replaces the configured baseline by the measured one.
+/// Returns 0, or -2 when the configured baseline's sign contradicts the
+/// calibration (slots 0-12 and 22-34 are then already written).
+int32_t rectify_stereo(CalibrateParamsMulti calib, soc_convert::DeStereoRectifyParams_S* out,
+                       DeCameraD2CParams_S* d2c);
+
+}  // namespace deflash
+
+#endif  // DEFLASH_RECTIFY_STEREO_RECTIFY_H_
