@@ -30,13 +30,13 @@ bool start_rebuild(const depth_section_bytes& in, uint32_t now, depth_section_by
   }
   out->fill(kErasedByte);
   std::memcpy(out->data(), in.data(), kSectionHeaderBytes);
-  restamp_section(out->data(), now);
+  restamp_patched_section(out->data(), now);
   return true;
 }
 
 uint8_t* copy_item(const depth_section_bytes& in, const section_shape& shape, uint32_t i,
                    depth_section_bytes* out) {
-  const std::size_t at = item_offset(shape, i);
+  const std::size_t at = patched_item_offset(shape, i);
   std::memcpy(out->data() + at, in.data() + at, shape.item_size);
   return out->data() + at;
 }
@@ -67,7 +67,7 @@ int rebuild_depth_section_with_baseline(const depth_section_bytes& in, float bas
       return DRIVER_HELPER_PARAM_OUT_OF_RANGE;
     }
   }
-  close_section(out->data(), shape);
+  close_patched_section(out->data(), shape);
   return DRIVER_HELPER_OK;
 }
 
@@ -96,7 +96,7 @@ int rebuild_depth_section_with_pairs(const depth_section_bytes& in, fb_pairs pai
       return DRIVER_HELPER_PARAM_OUT_OF_RANGE;
     }
   }
-  close_section(out->data(), shape);
+  close_patched_section(out->data(), shape);
   return DRIVER_HELPER_OK;
 }
 

@@ -28,7 +28,7 @@ int patch_d2c_entries(uint8_t* section, const section_shape& shape, fb_pairs pai
     const float focal_length = pairs.focal_length(p);
     uint8_t* match = nullptr;
     for (uint32_t i = 0; i < shape.count && match == nullptr; ++i) {
-      uint8_t* item = section + item_offset(shape, i);
+      uint8_t* item = section + patched_item_offset(shape, i);
       const float fx = load_f32_le(item + kD2cItemFxOffset);
       console_log("fx =  %f \n", static_cast<double>(fx));
       if (within_tolerance(fx, focal_length)) match = item;
@@ -49,7 +49,7 @@ int patch_depth_entries(uint8_t* section, const section_shape& shape, fb_pairs p
     const float focal_length = pairs.focal_length(p);
     uint8_t* match = nullptr;
     for (uint32_t i = 0; i < shape.count && match == nullptr; ++i) {
-      uint8_t* item = section + item_offset(shape, i);
+      uint8_t* item = section + patched_item_offset(shape, i);
       const float stored = load_f32_le(item + kDepthItemFocalLengthOffset);
       console_log("Original baseline: %f , f= %f\n",
                   static_cast<double>(load_f32_le(item + kDepthItemBaselineOffset)),
@@ -102,15 +102,15 @@ int patch_image_focal_lengths(const std::vector<uint8_t>& in, fb_pairs pairs, ui
     return DRIVER_HELPER_INVALID_PARAM;
   }
 
-  restamp_section(d2c, now);
+  restamp_patched_section(d2c, now);
   int result = patch_d2c_entries(d2c, d2c_shape, pairs);
   if (result != DRIVER_HELPER_OK) return result;
-  close_section(d2c, d2c_shape);
+  close_patched_section(d2c, d2c_shape);
 
-  restamp_section(depth, now);
+  restamp_patched_section(depth, now);
   result = patch_depth_entries(depth, depth_shape, pairs);
   if (result != DRIVER_HELPER_OK) return result;
-  close_section(depth, depth_shape);
+  close_patched_section(depth, depth_shape);
   return DRIVER_HELPER_OK;
 }
 

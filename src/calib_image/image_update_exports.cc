@@ -1,9 +1,9 @@
 // Exported baseline and focal-length updates of calibration image files.
+#include <ctime>
 #include <vector>
 
 #include "calib_image/image_file.h"
 #include "calib_image/image_update.h"
-#include "calib_image/section_patch.h"
 #include "deflash/calib_image.h"
 #include "deflash/result_codes.h"
 #include "frame/log.h"
@@ -13,6 +13,11 @@ namespace {
 
 // A file holding the depth-calculation section alone, as these updates write it.
 constexpr std::size_t kDepthSectionFileBytes = kDepthSection.space;
+
+// Seconds since 1970-01-01 UTC, low 32 bits: the stamp of a patched section.
+uint32_t time_stamp_now() {
+  return static_cast<uint32_t>(static_cast<uint64_t>(std::time(nullptr)));
+}
 
 bool paths_given(const char* in_path, const char* out_path) {
   if (in_path != nullptr && out_path != nullptr) return true;
@@ -59,7 +64,7 @@ extern "C" int update_soc_baseline_de(const char* in_path, float baseline, const
   int result = read_depth_section(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   depth_section_bytes out;
-  result = rebuild_depth_section_with_baseline(in, baseline, index, current_time_stamp(), &out);
+  result = rebuild_depth_section_with_baseline(in, baseline, index, time_stamp_now(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }
@@ -73,8 +78,7 @@ extern "C" int update_soc_multi_baseline_de(const char* in_path, const float* fb
   int result = read_depth_section(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   depth_section_bytes out;
-  result =
-      rebuild_depth_section_with_pairs(in, fb_pairs{fb_set, fb_count}, current_time_stamp(), &out);
+  result = rebuild_depth_section_with_pairs(in, fb_pairs{fb_set, fb_count}, time_stamp_now(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }
@@ -88,7 +92,7 @@ extern "C" int update_soc_multi_fb_d2c_de(const char* in_path, const float* fb_s
   int result = read_whole_image(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   std::vector<uint8_t> out;
-  result = patch_image_focal_lengths(in, fb_pairs{fb_set, fb_count}, current_time_stamp(), &out);
+  result = patch_image_focal_lengths(in, fb_pairs{fb_set, fb_count}, time_stamp_now(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }

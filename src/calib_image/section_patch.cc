@@ -2,7 +2,6 @@
 #include "calib_image/section_patch.h"
 
 #include <cinttypes>
-#include <ctime>
 
 #include "calib_image/calib_image_layout.h"
 #include "frame/byte_writer.h"
@@ -37,16 +36,16 @@ bool read_section_shape(const uint8_t* section, std::size_t space, uint8_t secti
   return false;
 }
 
-std::size_t item_offset(const section_shape& shape, uint32_t index) {
+std::size_t patched_item_offset(const section_shape& shape, uint32_t index) {
   return kSectionHeaderBytes + std::size_t{index} * shape.item_size;
 }
 
-void restamp_section(uint8_t* section, uint32_t now) {
+void restamp_patched_section(uint8_t* section, uint32_t now) {
   store_u32_le(section + kHeaderCrcOffset, 0);
   store_u32_le(section + kHeaderTimestampOffset, now);
 }
 
-void close_section(uint8_t* section, const section_shape& shape) {
+void close_patched_section(uint8_t* section, const section_shape& shape) {
   store_u32_le(section + kHeaderCrcOffset, crc32(0, section, shape.length));
 }
 
@@ -57,10 +56,6 @@ bool pbf_fits(float baseline, float focal_length) {
   const float pbf = static_cast<float>(1.0 / product);
   return convert_float_to_fixed(static_cast<double>(pbf), kPbfTotalBits, kPbfFractionBits, "PBF") !=
          kFixedPointOverflow;
-}
-
-uint32_t current_time_stamp() {
-  return static_cast<uint32_t>(static_cast<uint64_t>(std::time(nullptr)));
 }
 
 }  // namespace deflash

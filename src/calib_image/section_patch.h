@@ -24,21 +24,18 @@ bool read_section_shape(const uint8_t* section, std::size_t space, uint8_t secti
                         std::size_t item_bytes_needed, section_shape* shape);
 
 /// Offset of item `index` from the section start.
-std::size_t item_offset(const section_shape& shape, uint32_t index);
+std::size_t patched_item_offset(const section_shape& shape, uint32_t index);
 
 /// Gives the header a new time stamp and clears its CRC field, ready for
-/// close_section().
-void restamp_section(uint8_t* section, uint32_t now);
+/// close_patched_section().
+void restamp_patched_section(uint8_t* section, uint32_t now);
 
 /// Stores the CRC-32 of the first `shape.length` bytes (CRC field zero).
-void close_section(uint8_t* section, const section_shape& shape);
+void close_patched_section(uint8_t* section, const section_shape& shape);
 
 /// True when 1 / (baseline × focal length) fits the depth engine's PBF
 /// register; the register value itself is derived on the device.
 bool pbf_fits(float baseline, float focal_length);
-
-/// Seconds since 1970-01-01 UTC, low 32 bits: the header time stamp.
-uint32_t current_time_stamp();
 
 }  // namespace deflash
 

@@ -32,6 +32,16 @@ TEST_F(SharedLibrary, ExportsThePlainFrameNamesUnmangled) {
   }
 }
 
+TEST_F(SharedLibrary, ExportsTheImageUpdatesUnmangled) {
+  for (const char* name :
+       {"update_soc_baseline_de", "update_soc_multi_baseline_de", "update_soc_multi_fb_d2c_de"}) {
+    EXPECT_TRUE(exports(name)) << name;
+  }
+  EXPECT_FALSE(exports("_Z22update_soc_baseline_dePKcfS0_i"));
+  EXPECT_FALSE(exports("_Z28update_soc_multi_baseline_dePKcPKfiS0_"));
+  EXPECT_FALSE(exports("_Z26update_soc_multi_fb_d2c_dePKcPKfiS0_"));
+}
+
 TEST_F(SharedLibrary, ExportsTypedNamesUnderTheirCppSignatures) {
   // The typed names appear only in their mangled form.
   EXPECT_TRUE(exports("_ZN11soc_convert12get_cam_modeEPh"));
