@@ -11,9 +11,13 @@ namespace deflash_cli {
 /// not be read or written. (Command-line mistakes exit with CLI11's codes.)
 constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
+/// An option value the tool itself checks is malformed or options conflict.
+constexpr int kExitUsage = 2;
 
 void add_version_command(CLI::App& app, int& exit_code);
 void add_check_config_command(CLI::App& app, int& exit_code);
+void add_calib_command(CLI::App& app, int& exit_code);
+void add_startrow_command(CLI::App& app, int& exit_code);
 
 }  // namespace deflash_cli
 

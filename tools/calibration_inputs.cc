@@ -1,0 +1,131 @@
+// Options and input list shared by the calib and startrow commands.
+#include "calibration_inputs.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "commands.h"
+#include "file_io.h"
+
+namespace deflash_cli {
+namespace {
+
+/// The input list counts configurations in one byte.
+constexpr std::size_t kMaxConfigs = std::numeric_limits<uint8_t>::max();
+
+/// "L,R,LDM": three finite numbers, degrees Celsius.
+bool parse_temperatures(const std::string& text, float* out) {
+  const char* cursor = text.c_str();
+  for (int i = 0; i < kTemperatureCount; ++i) {
+    if (i > 0) {
+      if (*cursor != ',') return false;
+      ++cursor;
+    }
+    // strtof skips leading blanks and would take "inf"; neither is a temperature.
+    if (*cursor == '\0' || std::strchr(" \t,", *cursor) != nullptr) return false;
+    char* end = nullptr;
+    out[i] = std::strtof(cursor, &end);
+    if (end == cursor || !std::isfinite(out[i])) return false;
+    cursor = end;
+  }
+  return *cursor == '\0';
+}
+
+}  // namespace
+
+void add_calibration_source_options(CLI::App& command, calibration_source_options& options) {
+  command.add_option("--calibration", options.calibration_json,
+                     "Module calibration as JSON (docs/calibration-json.md)");
+  command.add_option("--raw-calibration", options.raw_calibration,
+                     "Module calibration as the host's raw 6264-byte record");
+  command.add_option("--temperatures", options.temperatures,
+                     "With --raw-calibration: calibration temperatures L,R,LDM in degrees Celsius");
+  command.add_option("--config", options.configs,
+                     "Calibration configuration INI file; repeat for each camera mode")
+      ->required();
+  command.add_flag("--verbose", options.verbose,
+                   "Also print the library's log messages on standard error");
+}
+
+int calibration_inputs::load(const calibration_source_options& options) {
+  const bool from_json = !options.calibration_json.empty();
+  const bool from_raw = !options.raw_calibration.empty();
+  if (from_json == from_raw) {
+    return report_failure(kExitUsage,
+                          from_json ? "--calibration and --raw-calibration exclude each other"
+                                    : "give the calibration with --calibration FILE.json or "
+                                      "--raw-calibration FILE.bin");
+  }
+  if (from_raw && options.temperatures.empty()) {
+    return report_failure(kExitUsage, "--raw-calibration needs --temperatures L,R,LDM");
+  }
+  if (from_json && !options.temperatures.empty()) {
+    return report_failure(kExitUsage,
+                          "--temperatures goes with --raw-calibration only; the JSON file "
+                          "carries its own temperatures");
+  }
+  if (options.configs.size() > kMaxConfigs) {
+    return report_failure(kExitUsage, "at most " + std::to_string(kMaxConfigs) +
+                                          " --config files fit in one image");
+  }
+
+  std::string error;
+  calibration_ = module_calibration{};
+  if (from_raw) {
+    if (!parse_temperatures(options.temperatures, calibration_.temperatures)) {
+      return report_failure(kExitUsage, "--temperatures \"" + options.temperatures +
+                                            "\" must be three numbers L,R,LDM (degrees Celsius)");
+    }
+    if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
+      return report_failure(kExitFailure, error);
+    }
+  } else if (!read_calibration_json(options.calibration_json, calibration_, error)) {
+    return report_failure(kExitFailure, error);
+  }
+
+  // The library takes a string that names no readable file as INI text, so
+  // a mistyped path would surface as a confusing configuration error.
+  for (const std::string& config : options.configs) {
+    std::string text;
+    if (!read_file_bytes(config, text, error)) return report_failure(kExitFailure, error);
+  }
+
+  configs_ = options.configs;
+  const std::size_t count = configs_.size();
+  config_list_.clear();
+  for (const std::string& config : configs_) config_list_.push_back(config.c_str());
+  params_list_.assign(count, &calibration_.params);
+  temperature_list_.assign(count, calibration_.temperatures);
+
+  list_ = SocCalibFlashInput_S{};
+  list_.config_file_list = config_list_.data();
+  list_.config_file_num = static_cast<uint8_t>(count);
+  list_.calib_params_list = params_list_.data();
+  list_.calib_params_num = static_cast<uint8_t>(count);
+  list_.calib_temperature_list = temperature_list_.data();
+  list_.calib_temperature_num = static_cast<uint8_t>(count);
+  list_.optional_section = nullptr;  // the optional fourth section is not asked for
+  return kExitOk;
+}
+
+int report_failure(int exit_code, const std::string& line) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "deflash: %s\n", line.c_str());
+  return exit_code;
+}
+
+std::unique_ptr<std::function<void(const char*)>> library_log(bool verbose) {
+  if (!verbose) return nullptr;
+  return std::make_unique<std::function<void(const char*)>>([](const char* message) {
+    // Keep the library's lines and ours in the order they happened.
+    std::fflush(stdout);
+    const std::size_t length = std::strlen(message);
+    const bool has_line_end = length > 0 && message[length - 1] == '\n';
+    std::fprintf(stderr, "deflash: %s%s", message, has_line_end ? "" : "\n");
+  });
+}
+
+}  // namespace deflash_cli
