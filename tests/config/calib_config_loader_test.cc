@@ -857,7 +857,7 @@ TEST_F(CalibConfigLoader, ExampleCloseRangeConfigurationLoads) {
   ASSERT_EQ(load_path(std::string(DEFLASH_SOURCE_DIR) + "/examples/module/calib_close.ini"), 0);
   EXPECT_EQ(last_.err, "");
   EXPECT_EQ(last_.out, "startrows buff reserved: 64, 64\n");
-  EXPECT_EQ(config().baseline, 50.0f);
+  EXPECT_EQ(config().baseline, -50.0f);
   EXPECT_EQ(config().ref_dist, 400.0f);
   EXPECT_EQ(config().mipi_channel_status, 0);
   EXPECT_EQ(config().d2d_params_unit, 1.0f);
@@ -867,7 +867,7 @@ TEST_F(CalibConfigLoader, ExampleLongRangeConfigurationLoads) {
   ASSERT_EQ(load_path(std::string(DEFLASH_SOURCE_DIR) + "/examples/module/calib_long.ini"), 0);
   EXPECT_EQ(last_.err, "");
   EXPECT_EQ(last_.out, "startrows buff reserved: 64, 64\n");
-  EXPECT_EQ(config().baseline, 50.0f);
+  EXPECT_EQ(config().baseline, -50.0f);
   EXPECT_EQ(config().ref_dist, 1000.0f);
   EXPECT_EQ(config().mipi_channel_status, 1);
 }
