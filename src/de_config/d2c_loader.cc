@@ -29,8 +29,7 @@ template <std::size_t n>
 bool read_u16_list(IniDocument& document, const std::string& section, const char* key,
                    uint16_t (&out)[n], loader_message& message) {
   uint32_t values[n] = {};
-  if (parse_brace_list_u32(checked_value(document, section, key, message).text(), values, n) !=
-      n) {
+  if (parse_brace_list_u32(checked_value(document, section, key, message).text(), values, n) != n) {
     message.format("string to arrary %s error", key);
     return false;
   }

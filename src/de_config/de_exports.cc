@@ -51,9 +51,8 @@ bool gen_depth_engine_config_flash_file_de(const de_config_files* files, const c
   }
   // A missing input record reads as one naming no files.
   const de_config_files no_files{};
-  const deflash::de_image_outcome outcome =
-      deflash::build_de_config_image(files != nullptr ? *files : no_files,
-                                     deflash::current_time_stamp());
+  const deflash::de_image_outcome outcome = deflash::build_de_config_image(
+      files != nullptr ? *files : no_files, deflash::current_time_stamp());
   // A failed conversion still returns true: hosts detect it by the empty
   // file and the console lines.
   if (outcome.converted) std::fwrite(outcome.image.data(), 1, outcome.image.size(), file);

@@ -75,8 +75,7 @@ std::vector<uint8_t> encode_de_config_image(const de_image_content& content, uin
             [](byte_writer& out, const d2c_cfg_item& item) {
               put_digested_record(out, kD2cBlock, item);
             });
-  put_block(image, kIrPreBlock, content.ir_pre_items,
-            version_or_time(content.ir_pre_version, now),
+  put_block(image, kIrPreBlock, content.ir_pre_items, version_or_time(content.ir_pre_version, now),
             [](byte_writer& out, const ir_pre_cfg_item& item) {
               put_digested_record(out, kIrPreBlock, item);
             });

@@ -24,7 +24,8 @@ constexpr std::size_t kBlockPayloadMagicOffset = 24;
 constexpr std::size_t kBlockItemCountOffset = 28;
 constexpr std::size_t kBlockItemSizeOffset = 32;
 constexpr std::size_t kBlockHeaderBytes = 36;
-static_assert(kBlockCrcOffset == kBlockMagicOffset + 4 && kBlockLengthOffset == kBlockCrcOffset + 4 &&
+static_assert(kBlockCrcOffset == kBlockMagicOffset + 4 &&
+                  kBlockLengthOffset == kBlockCrcOffset + 4 &&
                   kBlockFlashAddressOffset == kBlockLengthOffset + 4 &&
                   kBlockFormatVersionOffset == kBlockFlashAddressOffset + 4 &&
                   kBlockConfigVersionOffset == kBlockFormatVersionOffset + 4 &&
@@ -61,22 +62,24 @@ struct de_block_layout {
 constexpr std::size_t kDpuItemBytes = 16 + sizeof(dpu_mode) + sizeof(dpu_scheme_config);
 static_assert(kDpuItemBytes == 72, "DPU item is 72 bytes");
 
-constexpr de_block_layout kDpuBlock{0x0000, 0x2000, section_magic(0x06), 0x14000,
-                                    payload_magic(0x03), kDpuItemBytes, 16, sizeof(dpu_mode)};
+constexpr de_block_layout kDpuBlock{
+    0x0000,        0x2000, section_magic(0x06), 0x14000, payload_magic(0x03),
+    kDpuItemBytes, 16,     sizeof(dpu_mode)};
 // The D2C digest covers desc..flags (16..51) and the IR pre-ISP digest only
 // dpu_desc and the reserved word (16..35). Narrow on purpose: readers of the
 // image recompute exactly these ranges, so they must not be widened.
-constexpr de_block_layout kD2cBlock{0x2000, 0x1000, section_magic(0x07), 0x16000,
-                                    payload_magic(0x04), sizeof(d2c_cfg_item), 16, 36};
-constexpr de_block_layout kIrPreBlock{0x3000, 0x1000, section_magic(0x0E), 0x17000,
-                                      payload_magic(0x0B), sizeof(ir_pre_cfg_item), 16, 20};
+constexpr de_block_layout kD2cBlock{
+    0x2000, 0x1000, section_magic(0x07), 0x16000, payload_magic(0x04), sizeof(d2c_cfg_item),
+    16,     36};
+constexpr de_block_layout kIrPreBlock{
+    0x3000, 0x1000, section_magic(0x0E), 0x17000, payload_magic(0x0B), sizeof(ir_pre_cfg_item),
+    16,     20};
 
 static_assert(kDpuBlock.section_magic == 0x46447306u && kDpuBlock.payload_magic == 0x46446103u,
               "DPU magics");
 static_assert(kD2cBlock.section_magic == 0x46447307u && kD2cBlock.payload_magic == 0x46446104u,
               "D2C magics");
-static_assert(kIrPreBlock.section_magic == 0x4644730Eu &&
-                  kIrPreBlock.payload_magic == 0x4644610Bu,
+static_assert(kIrPreBlock.section_magic == 0x4644730Eu && kIrPreBlock.payload_magic == 0x4644610Bu,
               "IR pre-ISP magics");
 static_assert(kDpuBlock.image_offset + kDpuBlock.space == kD2cBlock.image_offset &&
                   kD2cBlock.image_offset + kD2cBlock.space == kIrPreBlock.image_offset &&
@@ -90,8 +93,7 @@ static_assert(kIrPreBlock.digest_offset + kIrPreBlock.digest_bytes ==
               "IR pre-ISP digest ends after the reserved word");
 // The image's block offsets follow the flash addresses' spacing.
 static_assert(kD2cBlock.flash_address - kDpuBlock.flash_address == kD2cBlock.image_offset &&
-                  kIrPreBlock.flash_address - kDpuBlock.flash_address ==
-                      kIrPreBlock.image_offset,
+                  kIrPreBlock.flash_address - kDpuBlock.flash_address == kIrPreBlock.image_offset,
               "image offsets mirror flash addresses");
 
 /// Most items that fit the block's space after its header.

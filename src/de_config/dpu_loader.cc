@@ -65,7 +65,8 @@ struct dpu_reader {
 // Code of `unit`, or -1 when it is none of the supported units.
 int depth_unit_code(float unit) {
   for (int code = 0; code < kDepthUnitCount; ++code) {
-    if (std::fabs(static_cast<double>(unit) - kDepthUnits[code]) <= kDepthUnitTolerance) return code;
+    if (std::fabs(static_cast<double>(unit) - kDepthUnits[code]) <= kDepthUnitTolerance)
+      return code;
   }
   return -1;
 }
@@ -223,7 +224,8 @@ bool read_scheme(dpu_reader& r, const dpu_basic_params& basic, dpu_scheme_config
     // A unit without its "in R" flag cannot be interpreted: the check's
     // message is what the loader prints.
     if (!r.has(s, "d2d_params_unit_in_R_en")) return false;
-    scheme.d2d_params_unit = unit_in_hundredths(unit, as_uint8(r.value(s, "d2d_params_unit_in_R_en")));
+    scheme.d2d_params_unit =
+        unit_in_hundredths(unit, as_uint8(r.value(s, "d2d_params_unit_in_R_en")));
   }
   if (r.has(s, "ref_dist")) {
     scheme.ref_dist = round_to_multiple(as_float(r.value(s, "ref_dist")), kRefDistStep);

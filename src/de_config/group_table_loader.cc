@@ -25,8 +25,8 @@ bool find_group_section(const IniDocument& document, std::size_t index, std::str
   return false;
 }
 
-int load_group_document(const char* path, std::size_t capacity, uint16_t& count,
-                        uint32_t& version, group_reader read_group) {
+int load_group_document(const char* path, std::size_t capacity, uint16_t& count, uint32_t& version,
+                        group_reader read_group) {
   IniDocument document(path, '=', ';');
   loader_message message;
   if (check_field(document, "basic", "num", message) != 0) {

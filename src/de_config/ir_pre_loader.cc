@@ -65,12 +65,11 @@ bool read_ir_pre_group(IniDocument& document, const std::string& section, std::s
   check_fields(document, section, {"exp_time_range"}, message);
   check_fields(document, section, {"gain_range"}, message);
   check_fields(document, section, {"laser_current_range"}, message);
-  if (!copy_description("dpu_desc", document.section(section)["dpu_desc"].text(),
-                        record.dpu_desc, message) ||
+  if (!copy_description("dpu_desc", document.section(section)["dpu_desc"].text(), record.dpu_desc,
+                        message) ||
       !read_range(document, section, "exp_time_range", record.exp_time_range, message) ||
       !read_range(document, section, "gain_range", record.gain_range, message) ||
-      !read_range(document, section, "laser_current_range", record.laser_current_range,
-                  message)) {
+      !read_range(document, section, "laser_current_range", record.laser_current_range, message)) {
     return false;
   }
 
