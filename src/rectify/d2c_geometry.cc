@@ -2,9 +2,8 @@
 // RGB image and the rigid transform between them.
 #include "rectify/d2c_geometry.h"
 
-#include <algorithm>
-
 #include <Eigen/LU>
+#include <algorithm>
 
 #include "rectify/rectify_rotations.h"
 #include "rectify/truncate.h"
@@ -43,10 +42,10 @@ void fill_d2c_geometry(const virtual_camera& depth_camera, const CalibrateCamera
   DeD2CCamera_S& depth = d2c->depth;
   depth.fx = static_cast<float>(depth_camera.fx) * depth_scale;
   depth.fy = static_cast<float>(depth_camera.fy) * depth_scale;
-  depth.cx = clipped_centre(depth_camera.cx, config.clip_left_w_depth,
-                            static_cast<double>(depth_scale));
-  depth.cy = clipped_centre(depth_camera.cy, config.clip_top_h_depth,
-                            static_cast<double>(depth_scale));
+  depth.cx =
+      clipped_centre(depth_camera.cx, config.clip_left_w_depth, static_cast<double>(depth_scale));
+  depth.cy =
+      clipped_centre(depth_camera.cy, config.clip_top_h_depth, static_cast<double>(depth_scale));
   depth.width = clipped_size(static_cast<double>(depth_camera.width), config.clip_left_w_depth,
                              config.clip_right_w_depth, static_cast<double>(depth_scale));
   depth.height = clipped_size(static_cast<double>(depth_camera.height), config.clip_top_h_depth,

@@ -26,8 +26,7 @@ Eigen::Matrix4d camera_from_reference(const float* extrinsics) {
   Eigen::Matrix4d transform = Eigen::Matrix4d::Identity();
   transform.topLeftCorner<3, 3>() =
       rotation_from_angles(extrinsics[0], extrinsics[1], extrinsics[2]);
-  transform.topRightCorner<3, 1>() =
-      Eigen::Vector3d(extrinsics[3], extrinsics[4], extrinsics[5]);
+  transform.topRightCorner<3, 1>() = Eigen::Vector3d(extrinsics[3], extrinsics[4], extrinsics[5]);
   return transform;
 }
 

@@ -2,10 +2,9 @@
 // virtual camera, the measured baseline and the depth-to-colour geometry.
 #include "rectify/stereo_rectify.h"
 
-#include <cmath>
-
 #include <Eigen/Core>
 #include <Eigen/LU>
+#include <cmath>
 
 #include "config/calib_input_config.h"
 #include "deflash/result_codes.h"
@@ -72,12 +71,14 @@ bool measure_baseline(const float* translation, calib_input_config* config) {
 }
 
 DeCameraIntrinsic_S to_intrinsic(const virtual_camera& camera) {
-  return {static_cast<float>(camera.fx),         static_cast<float>(camera.fy),
-          static_cast<float>(camera.cx),         static_cast<float>(camera.cy),
+  return {static_cast<float>(camera.fx),       static_cast<float>(camera.fy),
+          static_cast<float>(camera.cx),       static_cast<float>(camera.cy),
           static_cast<uint16_t>(camera.width), static_cast<uint16_t>(camera.height)};
 }
 
-bool offset_is_set(float offset) { return std::fabs(static_cast<double>(offset)) > kMinVirtualOffset; }
+bool offset_is_set(float offset) {
+  return std::fabs(static_cast<double>(offset)) > kMinVirtualOffset;
+}
 
 }  // namespace
 

@@ -19,7 +19,8 @@ inline int32_t truncate_to_int32(double value) {
 
 /// Truncates toward zero and keeps the low 16 bits, as a size field does.
 inline int16_t truncate_to_int16(double value) {
-  return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(truncate_to_int32(value))));
+  return static_cast<int16_t>(
+      static_cast<uint16_t>(static_cast<uint32_t>(truncate_to_int32(value))));
 }
 
 /// Truncates toward zero and keeps the low 16 bits as an unsigned size.

@@ -40,8 +40,7 @@ Eigen::Vector2d mean_rectified_sample(const CalibrateCamera_S& camera,
   Eigen::Vector2d sum = Eigen::Vector2d::Zero();
   for (double x : grid.xs) {
     for (double y : grid.ys) {
-      const normalized_point ideal =
-          undistort_pixel(intrinsics.data(), camera.distortion, x, y);
+      const normalized_point ideal = undistort_pixel(intrinsics.data(), camera.distortion, x, y);
       const Eigen::Vector3d ray = rect_from_camera * Eigen::Vector3d(ideal.x, ideal.y, 1.0);
       sum += Eigen::Vector2d(fx * (ray.x() / ray.z()), fy * (ray.y() / ray.z()));
     }

@@ -2,10 +2,9 @@
 #ifndef DEFLASH_RECTIFY_VIRTUAL_CAMERA_H_
 #define DEFLASH_RECTIFY_VIRTUAL_CAMERA_H_
 
+#include <Eigen/Core>
 #include <array>
 #include <cstdint>
-
-#include <Eigen/Core>
 
 #include "deflash/calib_records.h"
 #include "rectify/rectify_rotations.h"

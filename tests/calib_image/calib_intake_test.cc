@@ -52,7 +52,9 @@ struct intake_run {
 intake_run run_intake(const SocCalibParams_S& raw, CalibrateParamsMulti* out) {
   intake_run run{};
   deflash::log_callback log = [&run](const char* message) { run.messages.emplace_back(message); };
-  run.out = capture_console([&] { run.result = deflash::set_calibrate_params_multi(&raw, out, &log); }).out;
+  run.out = capture_console([&] {
+              run.result = deflash::set_calibrate_params_multi(&raw, out, &log);
+            }).out;
   return run;
 }
 
@@ -79,9 +81,9 @@ TEST(CalibIntake, ConvertsAValidCalibration) {
     for (int term = 0; term < 8; ++term) {
       EXPECT_EQ(camera.distortion[term], raw.camera[index].distortion[term]);
     }
-    EXPECT_EQ(std::memcmp(camera.poly_distortion, raw.poly_distortion[index],
-                          kPolyDistortionBlockBytes),
-              0);
+    EXPECT_EQ(
+        std::memcmp(camera.poly_distortion, raw.poly_distortion[index], kPolyDistortionBlockBytes),
+        0);
     for (uint8_t byte : camera.reserved) EXPECT_EQ(byte, 0);
   }
 }
@@ -126,9 +128,9 @@ TEST(CalibIntake, WorksWithoutACallback) {
   const SocCalibParams_S raw = make_raw_calibration();
   CalibrateParamsMulti out = dirty_working_record();
   int result = -99;
-  const std::string printed =
-      capture_console([&] { result = deflash::set_calibrate_params_multi(&raw, &out, nullptr); })
-          .out;
+  const std::string printed = capture_console([&] {
+                                result = deflash::set_calibrate_params_multi(&raw, &out, nullptr);
+                              }).out;
   EXPECT_EQ(result, 0);
   EXPECT_EQ(printed, "");
   EXPECT_EQ(out.camera[kCameraRgb].fx, 652.0f);
@@ -257,9 +259,9 @@ TEST(CalibIntake, PrintsFailuresWithoutACallback) {
   raw.poly_distortion[kCameraLeftIr][0] = 11;
   CalibrateParamsMulti out = dirty_working_record();
   int result = 0;
-  const std::string printed =
-      capture_console([&] { result = deflash::set_calibrate_params_multi(&raw, &out, nullptr); })
-          .out;
+  const std::string printed = capture_console([&] {
+                                result = deflash::set_calibrate_params_multi(&raw, &out, nullptr);
+                              }).out;
   EXPECT_EQ(result, -2);
   EXPECT_EQ(printed, "poly distortion camera params error \n");
 }

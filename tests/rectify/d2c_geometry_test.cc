@@ -90,7 +90,8 @@ TEST(D2cGeometry, StoresAProperRotationAndTheTranslationInCalibrationUnits) {
 TEST(D2cGeometry, ComposesTheRgbPoseWithTheInverseLeftRectification) {
   // A left block with its own pose: the RGB pose is taken relative to it.
   CalibrateParamsMulti calib = deflash_test::realistic_rig();
-  deflash_test::set_extrinsics(&calib.camera[kCameraLeftIr], {0.01f, 0.02f, -0.03f, 5.0f, -1.0f, 2.0f});
+  deflash_test::set_extrinsics(&calib.camera[kCameraLeftIr],
+                               {0.01f, 0.02f, -0.03f, 5.0f, -1.0f, 2.0f});
   const Eigen::Matrix3d rect_from_left = deflash_test::rotation_of_angles(0.004, -0.003, 0.002);
   const deflash::rigid_transform transform =
       deflash::rgb_from_rectified_left(calib, rect_from_left);
@@ -146,8 +147,8 @@ TEST(D2cGeometry, ClipsAndScalesTheDepthAndRgbDescriptions) {
   EXPECT_EQ(valid.fy, rgb.fy * 0.75f);
   EXPECT_EQ(valid.cx, static_cast<float>((rgb.cx - 100.0) * 0.75));
   EXPECT_EQ(valid.cy, static_cast<float>((rgb.cy - 41.0) * 0.75));
-  EXPECT_EQ(valid.width, 1320);   // (1920 - 160) * 0.75
-  EXPECT_EQ(valid.height, 772);   // (1080 - 50) * 0.75 = 772.5
+  EXPECT_EQ(valid.width, 1320);  // (1920 - 160) * 0.75
+  EXPECT_EQ(valid.height, 772);  // (1080 - 50) * 0.75 = 772.5
 
   const DeD2CCamera_S& colour = rig.d2c.rgb;
   EXPECT_EQ(colour.fx, valid.fx);
@@ -156,7 +157,8 @@ TEST(D2cGeometry, ClipsAndScalesTheDepthAndRgbDescriptions) {
   EXPECT_EQ(colour.cy, static_cast<float>(valid.cy - 5.0));
   EXPECT_EQ(colour.width, 1310);
   EXPECT_EQ(colour.height, 760);
-  for (int term = 0; term < 8; ++term) EXPECT_EQ(rig.d2c.rgb_distortion[term], rgb.distortion[term]);
+  for (int term = 0; term < 8; ++term)
+    EXPECT_EQ(rig.d2c.rgb_distortion[term], rgb.distortion[term]);
 }
 
 TEST(D2cGeometry, LeavesTheOptionalSectionFlagAlone) {
@@ -174,7 +176,7 @@ TEST(D2cGeometry, TruncatesNegativeSizesTowardZero) {
   deflash_test::reset_config(-50.0f);
   deflash::module_calib_config().clip_left_w_depth = 1000;
   deflash::module_calib_config().clip_right_w_depth = 281;  // 1280 - 1281 = -1
-  deflash::module_calib_config().depth_scale = 0.5f;       // -0.5 truncates to 0
+  deflash::module_calib_config().depth_scale = 0.5f;        // -0.5 truncates to 0
   const rectified_rig rig = rectify(deflash_test::realistic_rig());
   EXPECT_EQ(rig.d2c.depth.width, 0);
   deflash::module_calib_config().depth_scale = 3.0f;  // -3

@@ -48,9 +48,9 @@ TEST(UndistortPixel, InvertsTheLensModelAcrossTheImage) {
       const deflash::normalized_point ideal =
           deflash::undistort_pixel(kIntrinsics, kDistortion, u, v);
       // Distort it again with the independent model: the pixel must come back.
-      const Eigen::Vector2d back = deflash_test::project(
-          kIntrinsics[0], kIntrinsics[1], kIntrinsics[2], kIntrinsics[3], kDistortion,
-          Eigen::Vector3d(ideal.x, ideal.y, 1.0));
+      const Eigen::Vector2d back =
+          deflash_test::project(kIntrinsics[0], kIntrinsics[1], kIntrinsics[2], kIntrinsics[3],
+                                kDistortion, Eigen::Vector3d(ideal.x, ideal.y, 1.0));
       worst_pixels = std::max(worst_pixels, std::hypot(back.x() - u, back.y() - v));
     }
   }
@@ -61,13 +61,14 @@ TEST(UndistortPixel, RecoversTheIdealPointOfADistortedPixel) {
   double worst_pixels = 0.0;
   for (double x = -0.95; x <= 0.95; x += 0.05) {
     for (double y = -0.6; y <= 0.6; y += 0.05) {
-      const Eigen::Vector2d pixel = deflash_test::project(
-          kIntrinsics[0], kIntrinsics[1], kIntrinsics[2], kIntrinsics[3], kDistortion,
-          Eigen::Vector3d(x, y, 1.0));
+      const Eigen::Vector2d pixel =
+          deflash_test::project(kIntrinsics[0], kIntrinsics[1], kIntrinsics[2], kIntrinsics[3],
+                                kDistortion, Eigen::Vector3d(x, y, 1.0));
       const deflash::normalized_point ideal =
           deflash::undistort_pixel(kIntrinsics, kDistortion, pixel.x(), pixel.y());
       // Measured in pixels of the ideal image.
-      const double error = std::hypot(kIntrinsics[0] * (ideal.x - x), kIntrinsics[1] * (ideal.y - y));
+      const double error =
+          std::hypot(kIntrinsics[0] * (ideal.x - x), kIntrinsics[1] * (ideal.y - y));
       worst_pixels = std::max(worst_pixels, error);
     }
   }

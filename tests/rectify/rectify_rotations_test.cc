@@ -83,7 +83,8 @@ TEST(RectifyingRotations, AreProperRotations) {
 TEST(RectifyingRotations, LeaveTheCamerasOnlyShiftedAlongX) {
   const Eigen::Matrix3d right_from_left = deflash_test::rotation_of_angles(0.02, -0.05, 0.03);
   const Eigen::Vector3d t(-50.0, 2.0, -3.0);
-  const deflash::rectifying_rotations rotations = deflash::split_stereo_rotation(right_from_left, t);
+  const deflash::rectifying_rotations rotations =
+      deflash::split_stereo_rotation(right_from_left, t);
   // Rectified frames: X_rl = Rl·X_l, X_rr = Rr·(R·X_l + t). They must share
   // their orientation and differ by a translation along x only.
   const Eigen::Matrix3d orientation_gap =

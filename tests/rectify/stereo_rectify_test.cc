@@ -30,7 +30,9 @@ solver_run run_solver(const CalibrateParamsMulti& calib) {
   solver_run run{};
   std::memset(&run.rectify, 0, sizeof run.rectify);
   std::memset(&run.d2c, 0, sizeof run.d2c);
-  run.out = capture_console([&] { run.result = deflash::rectify_stereo(calib, &run.rectify, &run.d2c); }).out;
+  run.out = capture_console([&] {
+              run.result = deflash::rectify_stereo(calib, &run.rectify, &run.d2c);
+            }).out;
   return run;
 }
 
@@ -50,7 +52,8 @@ Eigen::Vector2d rectified_pixel(const DeCameraIntrinsic_S& source, const float* 
   const float intrinsics[4] = {source.fx, source.fy, source.cx, source.cy};
   const deflash::normalized_point ideal =
       deflash::undistort_pixel(intrinsics, distortion, pixel.x(), pixel.y());
-  const Eigen::Vector3d ray = stored_rotation(rotation_slots) * Eigen::Vector3d(ideal.x, ideal.y, 1.0);
+  const Eigen::Vector3d ray =
+      stored_rotation(rotation_slots) * Eigen::Vector3d(ideal.x, ideal.y, 1.0);
   return {virt.fx * ray.x() / ray.z() + virt.cx, virt.fy * ray.y() / ray.z() + virt.cy};
 }
 
@@ -254,8 +257,8 @@ TEST(StereoRectify, PutsBothViewsOfA3dPointOnTheSameRectifiedRow) {
         // Disparity follows depth in the rectified frame: d = f·B / Z.
         const double z = (stored_rotation(run.rectify.rotation_L) * x_left).z();
         const double expected = run.rectify.virtual_L.fx * baseline / z;
-        worst_disparity_error = std::max(
-            worst_disparity_error, std::fabs((rect_left.x() - rect_right.x()) - expected));
+        worst_disparity_error =
+            std::max(worst_disparity_error, std::fabs((rect_left.x() - rect_right.x()) - expected));
         ++checked;
       }
     }
@@ -450,8 +453,8 @@ TEST(VirtualCamera, CentresTheCornersOrTheInnerHalfUnderStrongDistortion) {
     const double(&ys)[2] = strong ? ys_inner : ys_full;
     double cy_left = 0;
     double cy_right = 0;
-    const double cx_left = sampled_cx(calib.camera[kCameraLeftIr], rotations.rect_from_left,
-                                      651.8f, xs, ys, &cy_left);
+    const double cx_left =
+        sampled_cx(calib.camera[kCameraLeftIr], rotations.rect_from_left, 651.8f, xs, ys, &cy_left);
     const double cx_right = sampled_cx(calib.camera[kCameraRightIr], rotations.rect_from_right,
                                        651.8f, xs, ys, &cy_right);
     EXPECT_NEAR(virt.cx, (cx_left + cx_right) / 2, 1e-9) << k1;

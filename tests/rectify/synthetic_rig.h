@@ -27,7 +27,8 @@ inline Eigen::Matrix3d rotation_of_angles(double a0, double a1, double a2) {
 
 /// Where the calibration's convention puts a left-IR point in camera `c`:
 /// X_c = R(angles) · X_left + t.
-inline Eigen::Vector3d camera_point(const CalibrateCamera_S& camera, const Eigen::Vector3d& x_left) {
+inline Eigen::Vector3d camera_point(const CalibrateCamera_S& camera,
+                                    const Eigen::Vector3d& x_left) {
   const float* e = camera.extrinsics;
   return rotation_of_angles(e[0], e[1], e[2]) * x_left + Eigen::Vector3d(e[3], e[4], e[5]);
 }
@@ -44,8 +45,8 @@ inline Eigen::Vector2d lens(const float* d, double x, double y) {
 /// Pixel of a point given in the camera's own frame.
 inline Eigen::Vector2d project(float fx, float fy, float cx, float cy, const float* distortion,
                                const Eigen::Vector3d& x_camera) {
-  const Eigen::Vector2d distorted = lens(distortion, x_camera.x() / x_camera.z(),
-                                         x_camera.y() / x_camera.z());
+  const Eigen::Vector2d distorted =
+      lens(distortion, x_camera.x() / x_camera.z(), x_camera.y() / x_camera.z());
   return {fx * distorted.x() + cx, fy * distorted.y() + cy};
 }
 
@@ -80,7 +81,8 @@ inline CalibrateParamsMulti realistic_rig() {
              {-0.047f, 0.027f, -0.003f, 0.009f, -0.004f, 0.0008f, -0.0002f, 0.0005f});
   set_camera(&calib.camera[kCameraRgb], 1920, 1080, 1010.5f, 1009.2f, 955.3f, 544.8f,
              {0.081f, -0.12f, 0.03f, 0.002f, -0.001f, 0.0004f, 0.0006f, -0.0004f});
-  set_extrinsics(&calib.camera[kCameraRightIr], {0.0031f, -0.0042f, 0.0027f, -50.12f, 0.31f, -0.42f});
+  set_extrinsics(&calib.camera[kCameraRightIr],
+                 {0.0031f, -0.0042f, 0.0027f, -50.12f, 0.31f, -0.42f});
   set_extrinsics(&calib.camera[kCameraRgb], {0.012f, -0.021f, 0.006f, -25.3f, 0.6f, 1.1f});
   return calib;
 }
