@@ -16,3 +16,12 @@ mkdir -p out
 
 "$tool" version
 "$tool" check-config "$module/calib_close.ini" "$module/calib_long.ini"
+"$tool" calib --calibration "$module/calibration.json" \
+  --config "$module/calib_close.ini" --config "$module/calib_long.ini" \
+  --timestamp 1700000000 --sn 0011223344556677,8899AABBCCDDEEFF,0123456789ABCDEF \
+  --out out/calib.bin
+"$tool" calib --calibration "$module/calibration.json" --config "$module/calib_close.ini" \
+  --timestamp 1700000000 --sn 0011223344556677,8899AABBCCDDEEFF,0123456789ABCDEF \
+  --out out/calib_close.bin --raw-out out/raw_close.bin
+"$tool" startrow --calibration "$module/calibration.json" \
+  --config "$module/calib_close.ini" --config "$module/calib_long.ini" --out out/startrow.bin
