@@ -42,6 +42,21 @@ TEST_F(SharedLibrary, ExportsTheImageUpdatesUnmangled) {
   EXPECT_FALSE(exports("_Z26update_soc_multi_fb_d2c_dePKcPKfiS0_"));
 }
 
+TEST_F(SharedLibrary, ExportsTheDepthEngineConfigurationSurface) {
+  EXPECT_TRUE(exports("gen_depth_engine_config_flash_file_de"));
+  EXPECT_FALSE(exports("_Z37gen_depth_engine_config_flash_file_dePK15de_config_filesPKc"));
+  for (const char* name : {"_Z34gen_depth_engine_config_flash_filePKc",
+                           "_Z23de_copy_dpu_mode_configP8dpu_modePj",
+                           "_Z17de_get_d2c_configRP12d2c_cfg_itemRiRj",
+                           "_Z20de_get_ir_pre_configRP15ir_pre_cfg_itemRiRj",
+                           "_Z21get_dpu_scheme_configP17dpu_scheme_config",
+                           "_Z21load_de_input_configsPKc", "_Z16load_d2c_configsPKc",
+                           "_Z19load_ir_pre_configsPKc"}) {
+    EXPECT_TRUE(exports(name)) << name;
+  }
+  EXPECT_FALSE(exports("_ZN7deflash16module_de_configEv"));
+}
+
 TEST_F(SharedLibrary, ExportsTypedNamesUnderTheirCppSignatures) {
   // The typed names appear only in their mangled form.
   EXPECT_TRUE(exports("_ZN11soc_convert12get_cam_modeEPh"));
