@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace deflash {
 
@@ -50,8 +51,9 @@ constexpr calib_section_layout kRectifySection{0x08, 0x0000, 0x2000, 0x18000, 26
 constexpr calib_section_layout kD2cSection{0x09, 0x2000, 0x2000, 0x1A000, 184, 0x06};
 constexpr calib_section_layout kDepthSection{0x0A, 0x4000, 0x1000, 0x1C000, 60, 0x07};
 constexpr calib_section_layout kOptionalSection{0x0B, 0x5000, 0x1000, 0x1D000, 976, 0x08};
-/// The raw-calibration section, alone at the start of the second image.
-constexpr calib_section_layout kRawCalibSection{0x16, 0x0000, 0x2000, 0x2A000, 6288, 0x13};
+/// The raw-calibration section, alone at the start of the second image: its
+/// space is whatever the caller's second buffer holds.
+constexpr calib_section_layout kRawCalibSection{0x16, 0x0000, SIZE_MAX, 0x2A000, 6288, 0x13};
 
 static_assert(kRectifySection.offset + kRectifySection.space == kD2cSection.offset, "packed");
 static_assert(kD2cSection.offset + kD2cSection.space == kDepthSection.offset, "packed");

@@ -64,8 +64,10 @@ int write_entry(uint8_t* image, std::size_t size, std::size_t offset,
   const std::size_t table_rows = rows > 0 ? static_cast<std::size_t>(rows) : 0;
   const std::size_t bytes = kStartRowEntryHeadBytes + table_rows * 8;
   if (offset + bytes > size) {
-    console_log("error: start-row entry of %zu bytes does not fit the output buffer of %zu bytes\n",
-                bytes, size);
+    console_log(
+        "error: start-row entry of %zu bytes at offset %zu does not fit the output buffer of %zu "
+        "bytes\n",
+        bytes, offset, size);
     send_log(log, "error: start-row image does not fit the output buffer\n");
     return DRIVER_HELPER_INVALID_PARAM;
   }
