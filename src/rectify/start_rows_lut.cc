@@ -52,26 +52,34 @@ source_lens make_source_lens(const DeCameraIntrinsic_S& src, const float* distor
   return lens;
 }
 
+#if defined(__GNUC__)
+#define DEFLASH_ALWAYS_INLINE inline __attribute__((always_inline))
+#elif defined(_MSC_VER)
+#define DEFLASH_ALWAYS_INLINE __forceinline
+#else
+#define DEFLASH_ALWAYS_INLINE inline
+#endif
+
 // Normalised ray (x, y) through the lens (rational radial model with two
-// tangential terms) onto the source sensor. Both column walks call this, so
-// every pixel sees the same operations in the same order.
-inline __attribute__((always_inline)) void project_to_source(const source_lens& lens, double x,
-                                                             double y, double* u, double* v) {
-  const double r2 = x * x + y * y;
-  const double r4 = r2 * r2;
-  const double r6 = r4 * r2;
-  const double radial = (1.0 + lens.k1 * r2 + lens.k2 * r4 + lens.k3 * r6) /
-                        (1.0 + lens.k4 * r2 + lens.k5 * r4 + lens.k6 * r6);
-  const double xd = radial * x + 2.0 * lens.p1 * x * y + lens.p2 * (r2 + 2.0 * x * x);
-  const double yd = radial * y + lens.p1 * (r2 + 2.0 * y * y) + 2.0 * lens.p2 * x * y;
+// tangential terms) onto the source sensor. `T` is one pixel (double) or two
+// neighbouring columns (two_doubles); both column walks use this one
+// function, so every pixel sees the same operations in the same order.
+template <typename T>
+DEFLASH_ALWAYS_INLINE void project_to_source(const source_lens& lens, T x, T y, T* u, T* v) {
+  const T r2 = x * x + y * y;
+  const T r4 = r2 * r2;
+  const T r6 = r4 * r2;
+  const T radial = (1.0 + lens.k1 * r2 + lens.k2 * r4 + lens.k3 * r6) /
+                   (1.0 + lens.k4 * r2 + lens.k5 * r4 + lens.k6 * r6);
+  const T xd = radial * x + 2.0 * lens.p1 * x * y + lens.p2 * (r2 + 2.0 * x * x);
+  const T yd = radial * y + lens.p1 * (r2 + 2.0 * y * y) + 2.0 * lens.p2 * x * y;
   *u = lens.fx * xd + lens.cx;
   *v = lens.fy * yd + lens.cy;
 }
 
 // Whether a projected point lands on the sensor; both bounds inclusive.
 inline bool on_sensor(const source_lens& lens, double u, double v) {
-  // Non-short-circuit: lets the four-column pass run without branches.
-  return (v > kRowLowerBound) & (v <= lens.height) & (u >= 0.0) & (u <= lens.width);
+  return v > kRowLowerBound && v <= lens.height && u >= 0.0 && u <= lens.width;
 }
 
 // Smallest and largest source row one destination row touches.
@@ -79,6 +87,14 @@ struct row_span {
   double hi;
   double lo;
 };
+
+// Takes a point into the span when it lands on the sensor.
+inline void widen_span(const source_lens& lens, double u, double v, row_span* span) {
+  if (on_sensor(lens, u, v)) {
+    span->hi = span->hi < v ? v : span->hi;
+    span->lo = v < span->lo ? v : span->lo;
+  }
+}
 
 row_span span_one_column(const source_lens& lens, const double* m, int32_t row, int32_t width) {
   row_span span{kNoPixelMax, kNoPixelMin};
@@ -88,75 +104,126 @@ row_span span_one_column(const source_lens& lens, const double* m, int32_t row, 
     const double big_x = m[0] * c + m[1] * r + m[2];
     const double big_y = m[3] * c + m[4] * r + m[5];
     const double big_z = m[6] * c + m[7] * r + m[8];
-    const double x = big_x / big_z;
-    const double y = big_y / big_z;
     double u;
     double v;
-    project_to_source(lens, x, y, &u, &v);
-    if (on_sensor(lens, u, v)) {
-      span.hi = span.hi < v ? v : span.hi;
-      span.lo = v < span.lo ? v : span.lo;
-    }
+    project_to_source(lens, big_x / big_z, big_y / big_z, &u, &v);
+    widen_span(lens, u, v, &span);
   }
   return span;
 }
 
-// Same span, four columns per pass with the row terms hoisted. Each lane keeps
-// its own extremes and they are merged at the end: a maximum or minimum does
-// not depend on the order it is taken in (only ±0 could differ, and both
-// truncate and round to the same row), so the working arrays are identical
+// The columns left over after the four-column passes, one by one with the
+// hoisted row terms (m1r = m[1] * r and so on, the same products).
+row_span span_rest(const source_lens& lens, const double* m, double m1r, double m4r, double m7r,
+                   int32_t first, int32_t width) {
+  row_span span{kNoPixelMax, kNoPixelMin};
+  for (int32_t column = first; column < width; ++column) {
+    const double c = static_cast<double>(column);
+    const double big_x = m[0] * c + m1r + m[2];
+    const double big_y = m[3] * c + m4r + m[5];
+    const double big_z = m[6] * c + m7r + m[8];
+    double u;
+    double v;
+    project_to_source(lens, big_x / big_z, big_y / big_z, &u, &v);
+    widen_span(lens, u, v, &span);
+  }
+  return span;
+}
+
+// Merges per-lane extremes. A maximum or minimum does not depend on the order
+// it is taken in (only +0 and -0 could trade places, and both give the same
+// row after rounding and truncation), so the working arrays come out identical
 // to the one-column walk's.
+void merge_span(const row_span& part, row_span* span) {
+  span->hi = span->hi < part.hi ? part.hi : span->hi;
+  span->lo = part.lo < span->lo ? part.lo : span->lo;
+}
+
+#if defined(__GNUC__)
+// Two neighbouring columns in one value, the width every x86-64 vector
+// register has; each lane does exactly the scalar operations (no fused
+// multiply-add: -ffp-contract=off). A pass takes two such pairs.
+typedef double two_doubles __attribute__((vector_size(2 * sizeof(double))));
+
+// Extremes of the source rows that two neighbouring columns land on.
+struct pair_span {
+  two_doubles hi;
+  two_doubles lo;
+};
+
+DEFLASH_ALWAYS_INLINE void widen_pair(const source_lens& lens, const double* m, double m1r,
+                                      double m4r, double m7r, two_doubles c, pair_span* span) {
+  const two_doubles big_x = m[0] * c + m1r + m[2];
+  const two_doubles big_y = m[3] * c + m4r + m[5];
+  const two_doubles big_z = m[6] * c + m7r + m[8];
+  two_doubles u;
+  two_doubles v;
+  project_to_source(lens, big_x / big_z, big_y / big_z, &u, &v);
+  // All-ones lanes where the point lands on the sensor; no branches.
+  const auto inside = (v > kRowLowerBound) & (v <= lens.height) & (u >= 0.0) & (u <= lens.width);
+  span->hi = (inside & (span->hi < v)) ? v : span->hi;
+  span->lo = (inside & (v < span->lo)) ? v : span->lo;
+}
+
+// Same span as span_one_column, four columns per pass with the row terms
+// hoisted; each lane keeps its own extremes, merged at the end.
 row_span span_four_columns(const source_lens& lens, const double* m, int32_t row,
                            int32_t width) {
   const double r = static_cast<double>(row);
   const double m1r = m[1] * r;
   const double m4r = m[4] * r;
   const double m7r = m[7] * r;
-  double hi[kLanes] = {kNoPixelMax, kNoPixelMax, kNoPixelMax, kNoPixelMax};
-  double lo[kLanes] = {kNoPixelMin, kNoPixelMin, kNoPixelMin, kNoPixelMin};
+  pair_span first = {{kNoPixelMax, kNoPixelMax}, {kNoPixelMin, kNoPixelMin}};
+  pair_span second = first;
+  // Column numbers as doubles; exact, as every integer below 2^53 is.
+  two_doubles c_first = {0.0, 1.0};
+  two_doubles c_second = {2.0, 3.0};
 
   int32_t column = 0;
   for (; column + kLanes <= width; column += kLanes) {
-    double u[kLanes];
-    double v[kLanes];
+    widen_pair(lens, m, m1r, m4r, m7r, c_first, &first);
+    widen_pair(lens, m, m1r, m4r, m7r, c_second, &second);
+    c_first += static_cast<double>(kLanes);
+    c_second += static_cast<double>(kLanes);
+  }
+
+  row_span span = span_rest(lens, m, m1r, m4r, m7r, column, width);
+  for (int32_t lane = 0; lane < 2; ++lane) {
+    merge_span({first.hi[lane], first.lo[lane]}, &span);
+    merge_span({second.hi[lane], second.lo[lane]}, &span);
+  }
+  return span;
+}
+#else
+// Without vector extensions: the same passes, lane by lane.
+row_span span_four_columns(const source_lens& lens, const double* m, int32_t row,
+                           int32_t width) {
+  const double r = static_cast<double>(row);
+  const double m1r = m[1] * r;
+  const double m4r = m[4] * r;
+  const double m7r = m[7] * r;
+  row_span lanes[kLanes];
+  for (row_span& lane : lanes) lane = {kNoPixelMax, kNoPixelMin};
+
+  int32_t column = 0;
+  for (; column + kLanes <= width; column += kLanes) {
     for (int32_t lane = 0; lane < kLanes; ++lane) {
       const double c = static_cast<double>(column + lane);
       const double big_x = m[0] * c + m1r + m[2];
       const double big_y = m[3] * c + m4r + m[5];
       const double big_z = m[6] * c + m7r + m[8];
-      const double x = big_x / big_z;
-      const double y = big_y / big_z;
-      project_to_source(lens, x, y, &u[lane], &v[lane]);
-    }
-    for (int32_t lane = 0; lane < kLanes; ++lane) {
-      const bool inside = on_sensor(lens, u[lane], v[lane]);
-      hi[lane] = (inside & (hi[lane] < v[lane])) ? v[lane] : hi[lane];
-      lo[lane] = (inside & (v[lane] < lo[lane])) ? v[lane] : lo[lane];
-    }
-  }
-  for (; column < width; ++column) {
-    const double c = static_cast<double>(column);
-    const double big_x = m[0] * c + m1r + m[2];
-    const double big_y = m[3] * c + m4r + m[5];
-    const double big_z = m[6] * c + m7r + m[8];
-    const double x = big_x / big_z;
-    const double y = big_y / big_z;
-    double u;
-    double v;
-    project_to_source(lens, x, y, &u, &v);
-    if (on_sensor(lens, u, v)) {
-      hi[0] = hi[0] < v ? v : hi[0];
-      lo[0] = v < lo[0] ? v : lo[0];
+      double u;
+      double v;
+      project_to_source(lens, big_x / big_z, big_y / big_z, &u, &v);
+      widen_span(lens, u, v, &lanes[lane]);
     }
   }
 
-  row_span span{hi[0], lo[0]};
-  for (int32_t lane = 1; lane < kLanes; ++lane) {
-    span.hi = span.hi < hi[lane] ? hi[lane] : span.hi;
-    span.lo = lo[lane] < span.lo ? lo[lane] : span.lo;
-  }
+  row_span span = span_rest(lens, m, m1r, m4r, m7r, column, width);
+  for (const row_span& lane : lanes) merge_span(lane, &span);
   return span;
 }
+#endif
 
 // Sizes the table can be computed for without reading or writing outside the
 // arrays. The device never sends others; a caller that does gets an error

@@ -11,6 +11,14 @@
 
 #include "deflash/rectify.h"
 
+// GCC throws std::bad_array_new_length before any allocator is asked; clang
+// asks for the largest size, which AddressSanitizer aborts on instead of throwing.
+#if defined(__clang__) && defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define DEFLASH_HUGE_NEW_ABORTS 1
+#endif
+#endif
+
 namespace {
 
 using soc_convert::DeDepthConfig_S;
@@ -87,7 +95,7 @@ TEST_F(OptimizedD2dParams, EmptyTableIsAnEmptyAllocation) {
 }
 
 TEST_F(OptimizedD2dParams, NegativeCountFailsTheAllocation) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(DEFLASH_HUGE_NEW_ABORTS)
   GTEST_SKIP() << "AddressSanitizer aborts on the impossible allocation instead of throwing";
 #else
   auto p = entries(1, 3);
