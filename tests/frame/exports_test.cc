@@ -68,6 +68,19 @@ TEST_F(SharedLibrary, ExportsTypedNamesUnderTheirCppSignatures) {
   EXPECT_TRUE(exports("_ZN11soc_convert26load_input_configs_contentEPKc"));
 }
 
+TEST_F(SharedLibrary, ExportsTheRectificationRegisterNames) {
+  for (const char* name : {"soc_set_rectify_params_brown",
+                           "soc_convert_rectify_params_to_register_elements",
+                           "de_copy_rectify_start_rows_register_section", "calc_start_rows_lut"}) {
+    EXPECT_TRUE(exports(name)) << name;
+  }
+  EXPECT_TRUE(exports("_ZN11soc_convert24set_optimized_d2d_paramsEPNS_15DeDepthConfig_SEi"));
+  EXPECT_TRUE(exports("_ZN11soc_convert28release_optimized_d2d_paramsEv"));
+  EXPECT_FALSE(exports("_ZN7deflash22convert_float_to_fixedEdiiPKc"));
+  EXPECT_FALSE(exports("_ZN7deflash18set_register_fieldEjjj"));
+  EXPECT_FALSE(exports("_ZN7deflash17rectify_registersEv"));
+}
+
 TEST_F(SharedLibrary, HidesInternalFunctions) {
   EXPECT_FALSE(exports("_ZN7deflash5crc32EjPKvj"));
   EXPECT_FALSE(exports("_ZN7deflash3md5EPKvPhj"));
