@@ -43,8 +43,9 @@ void add_calibration_source_options(CLI::App& command, calibration_source_option
                      "Module calibration as the host's raw 6264-byte record");
   command.add_option("--temperatures", options.temperatures,
                      "With --raw-calibration: calibration temperatures L,R,LDM in degrees Celsius");
-  command.add_option("--config", options.configs,
-                     "Calibration configuration INI file; repeat for each camera mode")
+  command
+      .add_option("--config", options.configs,
+                  "Calibration configuration INI file; repeat for each camera mode")
       ->required();
   command.add_flag("--verbose", options.verbose,
                    "Also print the library's log messages on standard error");
@@ -54,10 +55,10 @@ int calibration_inputs::load(const calibration_source_options& options) {
   const bool from_json = !options.calibration_json.empty();
   const bool from_raw = !options.raw_calibration.empty();
   if (from_json == from_raw) {
-    return report_failure(kExitUsage,
-                          from_json ? "--calibration and --raw-calibration exclude each other"
-                                    : "give the calibration with --calibration FILE.json or "
-                                      "--raw-calibration FILE.bin");
+    return report_failure(kExitUsage, from_json
+                                          ? "--calibration and --raw-calibration exclude each other"
+                                          : "give the calibration with --calibration FILE.json or "
+                                            "--raw-calibration FILE.bin");
   }
   if (from_raw && options.temperatures.empty()) {
     return report_failure(kExitUsage, "--raw-calibration needs --temperatures L,R,LDM");
@@ -68,8 +69,8 @@ int calibration_inputs::load(const calibration_source_options& options) {
                           "carries its own temperatures");
   }
   if (options.configs.size() > kMaxConfigs) {
-    return report_failure(kExitUsage, "at most " + std::to_string(kMaxConfigs) +
-                                          " --config files fit in one image");
+    return report_failure(
+        kExitUsage, "at most " + std::to_string(kMaxConfigs) + " --config files fit in one image");
   }
 
   std::string error;

@@ -4,7 +4,6 @@
 #define DEFLASH_TOOLS_CALIBRATION_INPUTS_H_
 
 #include <CLI/CLI.hpp>
-
 #include <functional>
 #include <memory>
 #include <string>

@@ -6,10 +6,9 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "file_io.h"
 
@@ -85,8 +84,8 @@ bool read_float(reader& in, const json& object, const char* key, const std::stri
 }
 
 /// Like read_float, but an absent key reads as 0.
-bool read_optional_float(reader& in, const json& object, const char* key,
-                         const std::string& parent, float& out) {
+bool read_optional_float(reader& in, const json& object, const char* key, const std::string& parent,
+                         float& out) {
   out = 0.0f;
   return member(object, key) == nullptr || read_float(in, object, key, parent, out);
 }

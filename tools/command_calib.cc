@@ -1,7 +1,7 @@
 // `deflash calib`: the calibration image (and optionally the raw-calibration
 // image) of one module for one or more camera modes.
-#include <cerrno>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>

@@ -8,7 +8,8 @@
 namespace deflash_cli {
 
 /// Exit codes of the tool: the library reported a failure, or a file could
-/// not be read or written. (Command-line mistakes exit with CLI11's codes.)
+/// not be read or written. (Mistakes CLI11 itself catches exit with its codes,
+/// 100 and up.)
 constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 /// An option value the tool itself checks is malformed or options conflict.

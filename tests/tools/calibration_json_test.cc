@@ -5,10 +5,9 @@
 
 #include <cstdint>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "support/temp_files.h"
 
@@ -19,10 +18,10 @@ using deflash_test::temp_dir;
 using ordered_json = nlohmann::ordered_json;
 
 ordered_json camera(int width, int height, double fx) {
-  return ordered_json{{"width", width}, {"height", height}, {"fx", fx},      {"fy", fx + 0.5},
-                      {"cx", width / 2.0}, {"cy", height / 2.0}, {"k1", -0.04}, {"k2", 0.012},
-                      {"k3", -0.001}, {"k4", 0.002},  {"k5", -0.0005}, {"k6", 0.0001},
-                      {"p1", 0.0001}, {"p2", -0.0002}};
+  return ordered_json{{"width", width},    {"height", height},   {"fx", fx},      {"fy", fx + 0.5},
+                      {"cx", width / 2.0}, {"cy", height / 2.0}, {"k1", -0.04},   {"k2", 0.012},
+                      {"k3", -0.001},      {"k4", 0.002},        {"k5", -0.0005}, {"k6", 0.0001},
+                      {"p1", 0.0001},      {"p2", -0.0002}};
 }
 
 /// A complete, valid calibration document.
@@ -75,7 +74,7 @@ TEST(CalibrationJson, FillsTheRecordInItsFieldOrder) {
   EXPECT_EQ(left.fy, 640.5f);
   EXPECT_EQ(left.cx, 640.0f);
   EXPECT_EQ(left.cy, 400.0f);
-  const float expected_distortion[8] = {-0.04f, 0.012f,  -0.001f, 0.002f,
+  const float expected_distortion[8] = {-0.04f,   0.012f,  -0.001f, 0.002f,
                                         -0.0005f, 0.0001f, 0.0001f, -0.0002f};
   for (int i = 0; i < 8; ++i) EXPECT_EQ(left.distortion[i], expected_distortion[i]) << i;
   EXPECT_EQ(calibration.params.camera[kCameraRightIr].fx, 642.0f);
@@ -318,8 +317,7 @@ TEST(CalibrationJson, RequiresThreeAngles) {
 TEST(CalibrationJson, NamesABadTranslationComponent) {
   ordered_json document = valid_document();
   document["rgb_extrinsics"]["translation"] = {-15.0, nullptr, 0.5};
-  EXPECT_EQ(parse_error(document),
-            "cal.json: \"rgb_extrinsics.translation[1]\" must be a number");
+  EXPECT_EQ(parse_error(document), "cal.json: \"rgb_extrinsics.translation[1]\" must be a number");
 }
 
 TEST(CalibrationJson, RequiresATopLevelObject) {

@@ -1,14 +1,12 @@
 // Tests of the deflash tool's calib and startrow commands, run as a process.
-#include <sys/wait.h>
-
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <zlib.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <vector>
-
-#include <zlib.h>
 
 #include "calibration_json.h"
 #include "support/temp_files.h"
@@ -32,9 +30,9 @@ constexpr int kExitRequired = 106;
 constexpr int kExitUnexpectedArgument = 109;
 
 const std::string kSerial = "0011223344556677,8899AABBCCDDEEFF,0123456789ABCDEF";
-const std::vector<uint8_t> kSerialBytes = {
-    0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB,
-    0xCC, 0xDD, 0xEE, 0xFF, 0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
+const std::vector<uint8_t> kSerialBytes = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
+                                           0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF,
+                                           0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
 constexpr uint32_t kTimestamp = 1700000000;
 
 struct tool_run {
@@ -88,10 +86,9 @@ TEST(CalibCommand, AsksForACalibration) {
 
 TEST(CalibCommand, TakesOnlyOneCalibration) {
   temp_dir dir;
-  const tool_run run =
-      run_tool({"calib", "--calibration", kExampleCalibration, "--raw-calibration",
-                raw_file(dir, 6264), "--temperatures", "35,35,38", "--config", kCloseConfig,
-                "--out", dir.file("c.bin")});
+  const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--raw-calibration",
+                                 raw_file(dir, 6264), "--temperatures", "35,35,38", "--config",
+                                 kCloseConfig, "--out", dir.file("c.bin")});
   EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: --calibration and --raw-calibration exclude each other\n");
 }
@@ -106,9 +103,8 @@ TEST(CalibCommand, NeedsTemperaturesWithARawCalibration) {
 
 TEST(CalibCommand, RefusesTemperaturesWithAJsonCalibration) {
   temp_dir dir;
-  const tool_run run =
-      run_tool({"calib", "--calibration", kExampleCalibration, "--temperatures", "35,35,38",
-                "--config", kCloseConfig, "--out", dir.file("c.bin")});
+  const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--temperatures",
+                                 "35,35,38", "--config", kCloseConfig, "--out", dir.file("c.bin")});
   EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err,
             "deflash: --temperatures goes with --raw-calibration only; the JSON file carries its "
@@ -140,9 +136,8 @@ TEST(CalibCommand, RefusesATemperatureThatIsNotANumber) {
 
 TEST(CalibCommand, RefusesANegativeTimestamp) {
   temp_dir dir;
-  const tool_run run =
-      run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--out",
-                dir.file("c.bin"), "--timestamp=-5"});
+  const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--config",
+                                 kCloseConfig, "--out", dir.file("c.bin"), "--timestamp=-5"});
   EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err,
             "deflash: --timestamp \"-5\" must be a non-negative whole number of seconds\n");
@@ -151,9 +146,8 @@ TEST(CalibCommand, RefusesANegativeTimestamp) {
 TEST(CalibCommand, RefusesATimestampThatIsNotAWholeNumber) {
   temp_dir dir;
   for (const char* text : {"1.5", "abc", "99999999999999999999"}) {
-    const tool_run run =
-        run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig,
-                  "--out", dir.file("c.bin"), "--timestamp", text});
+    const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--config",
+                                   kCloseConfig, "--out", dir.file("c.bin"), "--timestamp", text});
     EXPECT_EQ(run.exit_code, kExitUsage) << text;
     EXPECT_EQ(run.err, std::string("deflash: --timestamp \"") + text +
                            "\" must be a non-negative whole number of seconds\n");
@@ -162,13 +156,12 @@ TEST(CalibCommand, RefusesATimestampThatIsNotAWholeNumber) {
 
 TEST(CalibCommand, RefusesAMalformedSerialNumber) {
   temp_dir dir;
-  for (const char* text : {"0011223344556677,8899AABBCCDDEEFF",
-                           "0011223344556677,8899AABBCCDDEEFF,001122334455667",
-                           "0011223344556677;8899AABBCCDDEEFF;0011223344556677",
-                           "0011223344556677,8899AABBCCDDEEFG,0011223344556677"}) {
-    const tool_run run =
-        run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig,
-                  "--out", dir.file("c.bin"), "--sn", text});
+  for (const char* text :
+       {"0011223344556677,8899AABBCCDDEEFF", "0011223344556677,8899AABBCCDDEEFF,001122334455667",
+        "0011223344556677;8899AABBCCDDEEFF;0011223344556677",
+        "0011223344556677,8899AABBCCDDEEFG,0011223344556677"}) {
+    const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--config",
+                                   kCloseConfig, "--out", dir.file("c.bin"), "--sn", text});
     EXPECT_EQ(run.exit_code, kExitUsage) << text;
     EXPECT_EQ(run.err, std::string("deflash: --sn \"") + text +
                            "\" must be three parts of 16 hex digits, separated by commas\n");
@@ -197,13 +190,12 @@ TEST(CalibCommand, ReportsTheKeyAtFaultInTheCalibration) {
 TEST(CalibCommand, ReportsARawCalibrationOfTheWrongSize) {
   temp_dir dir;
   const std::string path = raw_file(dir, 6263);
-  const tool_run run =
-      run_tool({"calib", "--raw-calibration", path, "--temperatures", "35,35,38", "--config",
-                kCloseConfig, "--out", dir.file("c.bin")});
+  const tool_run run = run_tool({"calib", "--raw-calibration", path, "--temperatures", "35,35,38",
+                                 "--config", kCloseConfig, "--out", dir.file("c.bin")});
   EXPECT_EQ(run.exit_code, kExitFailure);
-  EXPECT_EQ(run.err,
-            "deflash: " + path + ": is 6263 bytes; a raw calibration record is exactly 6264 "
-                                 "bytes\n");
+  EXPECT_EQ(run.err, "deflash: " + path +
+                         ": is 6263 bytes; a raw calibration record is exactly 6264 "
+                         "bytes\n");
 }
 
 TEST(CalibCommand, ReportsAMissingConfiguration) {
@@ -232,8 +224,7 @@ TEST(CalibCommand, RequiresAConfiguration) {
 
 TEST(StartrowCommand, AsksForACalibration) {
   temp_dir dir;
-  const tool_run run =
-      run_tool({"startrow", "--config", kCloseConfig, "--out", dir.file("s.bin")});
+  const tool_run run = run_tool({"startrow", "--config", kCloseConfig, "--out", dir.file("s.bin")});
   EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err,
             "deflash: give the calibration with --calibration FILE.json or --raw-calibration "
@@ -260,8 +251,8 @@ TEST(StartrowCommand, RequiresAnOutputFile) {
 TEST(StartrowCommand, TakesNoTimestamp) {
   temp_dir dir;
   const tool_run run =
-      run_tool({"startrow", "--calibration", kExampleCalibration, "--config", kCloseConfig,
-                "--out", dir.file("s.bin"), "--timestamp", "1700000000"});
+      run_tool({"startrow", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--out",
+                dir.file("s.bin"), "--timestamp", "1700000000"});
   EXPECT_EQ(run.exit_code, kExitUnexpectedArgument);
   EXPECT_EQ(run.err,
             "deflash: The following arguments were not expected: 1700000000 --timestamp\n");
@@ -317,10 +308,9 @@ TEST(CalibCommand, BuildsTheExampleModuleImage) {
 TEST(CalibCommand, WritesTheSameImageEveryTime) {
   temp_dir dir;
   for (const char* name : {"a.bin", "b.bin"}) {
-    const tool_run run =
-        run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig,
-                  "--config", kLongConfig, "--out", dir.file(name), "--timestamp", "1700000000",
-                  "--sn", kSerial});
+    const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--config",
+                                   kCloseConfig, "--config", kLongConfig, "--out", dir.file(name),
+                                   "--timestamp", "1700000000", "--sn", kSerial});
     ASSERT_EQ(run.exit_code, 0) << run.err;
   }
   const std::vector<uint8_t> first = read_file(dir.file("a.bin"));
@@ -332,8 +322,8 @@ TEST(CalibCommand, KeepsOneEntryPerModeForTwoConfigurations) {
   temp_dir dir;
   const std::string out = dir.file("calib.bin");
   const tool_run run =
-      run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig,
-                "--config", kLongConfig, "--out", out, "--timestamp", "1700000000"});
+      run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--config",
+                kLongConfig, "--out", out, "--timestamp", "1700000000"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<uint8_t> image = read_file(out);
   ASSERT_EQ(image.size(), 20480u);
@@ -349,8 +339,7 @@ TEST(CalibCommand, KeepsOneEntryPerModeForTwoConfigurations) {
 TEST(CalibCommand, ReadsARawCalibrationLikeItsJson) {
   deflash_cli::module_calibration calibration;
   std::string error;
-  ASSERT_TRUE(deflash_cli::read_calibration_json(kExampleCalibration, calibration, error))
-      << error;
+  ASSERT_TRUE(deflash_cli::read_calibration_json(kExampleCalibration, calibration, error)) << error;
   temp_dir dir;
   const auto* record = reinterpret_cast<const uint8_t*>(&calibration.params);
   const std::string raw =
@@ -359,9 +348,8 @@ TEST(CalibCommand, ReadsARawCalibrationLikeItsJson) {
       run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--out",
                 dir.file("json.bin"), "--timestamp", "1700000000"});
   const tool_run from_raw =
-      run_tool({"calib", "--raw-calibration", raw, "--temperatures", "35.2,35.6,38.1",
-                "--config", kCloseConfig, "--out", dir.file("raw_image.bin"), "--timestamp",
-                "1700000000"});
+      run_tool({"calib", "--raw-calibration", raw, "--temperatures", "35.2,35.6,38.1", "--config",
+                kCloseConfig, "--out", dir.file("raw_image.bin"), "--timestamp", "1700000000"});
   ASSERT_EQ(from_json.exit_code, 0) << from_json.err;
   ASSERT_EQ(from_raw.exit_code, 0) << from_raw.err;
   const std::vector<uint8_t> image = read_file(dir.file("json.bin"));
@@ -390,9 +378,8 @@ TEST(CalibCommand, WritesTheRawCalibrationImageUpToItsPage) {
 
 TEST(CalibCommand, ForwardsLibraryMessagesWhenVerbose) {
   temp_dir dir;
-  const tool_run run =
-      run_tool({"calib", "--verbose", "--calibration", kExampleCalibration, "--config",
-                kCloseConfig, "--out", dir.file("calib.bin")});
+  const tool_run run = run_tool({"calib", "--verbose", "--calibration", kExampleCalibration,
+                                 "--config", kCloseConfig, "--out", dir.file("calib.bin")});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   // A message without a line end of its own still ends its line.
   EXPECT_NE(run.err.find("deflash: ---inter start set_calibrate_params_multi---\n"),
@@ -405,8 +392,8 @@ TEST(CalibCommand, ReportsTheLibraryResultAndWritesNothing) {
   temp_dir dir;
   const std::string config = dir.write("empty.ini", "");
   const std::string out = dir.file("calib.bin");
-  const tool_run run = run_tool(
-      {"calib", "--calibration", kExampleCalibration, "--config", config, "--out", out});
+  const tool_run run =
+      run_tool({"calib", "--calibration", kExampleCalibration, "--config", config, "--out", out});
   EXPECT_EQ(run.exit_code, kExitFailure);
   const std::string line =
       "deflash: calibration image not built: result -2 (DRIVER_HELPER_INVALID_PARAM)\n";
@@ -427,9 +414,8 @@ TEST(CalibCommand, ReportsAnOutputFileThatCannotBeWritten) {
 TEST(StartrowCommand, BuildsTheExampleModuleImage) {
   temp_dir dir;
   const std::string out = dir.file("startrow.bin");
-  const tool_run run =
-      run_tool({"startrow", "--calibration", kExampleCalibration, "--config", kCloseConfig,
-                "--config", kLongConfig, "--out", out});
+  const tool_run run = run_tool({"startrow", "--calibration", kExampleCalibration, "--config",
+                                 kCloseConfig, "--config", kLongConfig, "--out", out});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(run.err, "");
   const std::vector<uint8_t> image = read_file(out);
