@@ -20,6 +20,10 @@ static_assert(sizeof(d2c_cfg_item{}.desc) == kDescriptionBytes, "desc is a descr
 // top, right, bottom).
 constexpr std::size_t kResolutionValues = 2;
 constexpr std::size_t kExtendValues = 4;
+static_assert(sizeof(d2c_cfg_item{}.res_rgb) == kResolutionValues * sizeof(uint16_t),
+              "resolutions are width, height");
+static_assert(sizeof(d2c_cfg_item{}.extend) == kExtendValues * sizeof(uint16_t),
+              "extend is left, top, right, bottom");
 // Bit of d2c_cfg_item::flags for the long-range MIPI channel.
 constexpr uint32_t kFlagMipiChannel = 1u << 0;
 

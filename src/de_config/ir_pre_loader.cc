@@ -29,10 +29,15 @@ void check_fields(const IniDocument& document, const std::string& section,
   for (const char* key : keys) check_field(document, section, key, message);
 }
 
-// A range list: exactly 4 values (min, max and the two steps), 32-bit parse.
+// Values of a range list (min, max and the two steps), parsed as 32 bits.
+constexpr std::size_t kRangeValues = 4;
+static_assert(sizeof(ir_pre_cfg_item{}.gain_range) == kRangeValues * sizeof(uint32_t),
+              "ranges hold four u32");
+
 bool read_range(IniDocument& document, const std::string& section, const char* key,
-                uint32_t (&out)[4], loader_message& message) {
-  if (parse_brace_list_u32(document.section(section)[key].text(), out, 4) != 4) {
+                uint32_t (&out)[kRangeValues], loader_message& message) {
+  if (parse_brace_list_u32(document.section(section)[key].text(), out, kRangeValues) !=
+      kRangeValues) {
     message.format("string to arrary %s error", key);
     return false;
   }

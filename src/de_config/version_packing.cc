@@ -12,7 +12,8 @@ uint32_t pack_version(const std::string& text) {
     if (end > begin) {
       // Taken as a signed byte, the way hosts pack the same text: a byte at
       // or above 0x80 sets every higher bit. Do not "fix" to unsigned.
-      const int32_t first = static_cast<int8_t>(text[begin]);
+      const int32_t first =
+          static_cast<int8_t>(text[begin]);  // NOLINT(bugprone-signed-char-misuse)
       packed = (packed << 8) | static_cast<uint32_t>(first);
     }
     begin = end + 1;

@@ -249,12 +249,12 @@ TEST(DeImageExample, IrPreItemsCarryTheTwoGroups) {
   EXPECT_EQ(le32(g1 + 112), 5u) << "exp_en and ldm_power_en";
   EXPECT_EQ(le16(g1 + 116), 1280);
   EXPECT_EQ(le16(g1 + 120), 4);
-  EXPECT_EQ(le16(g1 + 124 + 2 * 5), 2);
+  EXPECT_EQ(le16(g1 + 124 + 10), 2) << "box_weight_16[5]";
   const uint8_t* g2 = ir.item(1);
   EXPECT_EQ(text_at(g2 + 16), "long_1280x800");
   EXPECT_EQ(le32(g2 + 104), 33u);
   EXPECT_EQ(le32(g2 + 112), 7u);
-  EXPECT_EQ(le16(g2 + 124 + 2 * 6), 3);
+  EXPECT_EQ(le16(g2 + 124 + 12), 3) << "box_weight_16[6]";
 }
 
 TEST(DeImageExample, MatchesTheReviewedGoldenImageByteForByte) {
