@@ -1,3 +1,4 @@
+// Tests of the brace-list parsers: counts, bases, narrowing and the capacity bound.
 #include "de_config/brace_list.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Tests of the D2C group loader: limits, messages, records and what a failure keeps.
 #include "de_config/d2c_loader.h"
 
 #include <gtest/gtest.h>

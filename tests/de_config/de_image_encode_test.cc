@@ -1,3 +1,4 @@
+// Tests of the pure image encoder: headers, lengths, CRCs, digests, erased flash.
 #include "de_config/de_image_encode.h"
 
 #include <gtest/gtest.h>

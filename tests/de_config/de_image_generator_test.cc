@@ -1,3 +1,4 @@
+// Tests of the image generator over real files: order, messages, versions, the export.
 #include <gtest/gtest.h>
 
 #include <cstring>

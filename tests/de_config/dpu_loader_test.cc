@@ -1,3 +1,4 @@
+// Tests of the DPU input loader: sections, result codes, messages, roundings and flags.
 #include "de_config/dpu_loader.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Tests of the erased depth-engine configuration image.
 #include <gtest/gtest.h>
 
 #include <string>

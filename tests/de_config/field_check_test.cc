@@ -1,3 +1,4 @@
+// Tests of the field check, the loaders' message buffer and the description fields.
 #include "de_config/field_check.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Tests of the IR pre-ISP group loader: limits, lists, enable bits and messages.
 #include "de_config/ir_pre_loader.h"
 
 #include <gtest/gtest.h>

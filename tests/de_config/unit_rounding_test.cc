@@ -1,3 +1,4 @@
+// Tests of the scheme roundings: multiples of 10 and 100, hundredths, truncation.
 #include "de_config/unit_rounding.h"
 
 #include <gtest/gtest.h>

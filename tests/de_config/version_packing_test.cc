@@ -1,3 +1,4 @@
+// Tests of the dotted version packing.
 #include "de_config/version_packing.h"
 
 #include <gtest/gtest.h>
