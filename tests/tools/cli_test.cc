@@ -457,3 +457,68 @@ TEST(StartrowCommand, ReportsTheLibraryResultAndWritesNothing) {
 }
 
 }  // namespace
+
+std::vector<uint8_t> golden_image(const std::string& name) {
+  return read_file(std::string(DEFLASH_TEST_DATA_DIR) + "/" + name);
+}
+
+TEST(CalibCommand, WritesTheGoldenImageOfTheExampleModule) {
+  temp_dir dir;
+  const std::string out = dir.file("calib.bin");
+  const tool_run run =
+      run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--config",
+                kLongConfig, "--out", out, "--timestamp", "1700000000", "--sn", kSerial});
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  const std::vector<uint8_t> golden = golden_image("calib_example.bin");
+  ASSERT_EQ(golden.size(), 20480u);
+  EXPECT_TRUE(read_file(out) == golden);
+}
+
+TEST(StartrowCommand, WritesTheGoldenImageOfTheExampleModule) {
+  temp_dir dir;
+  const std::string out = dir.file("startrow.bin");
+  const tool_run run = run_tool({"startrow", "--calibration", kExampleCalibration, "--config",
+                                 kCloseConfig, "--config", kLongConfig, "--out", out});
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  const std::vector<uint8_t> golden = golden_image("startrow_example.bin");
+  ASSERT_EQ(golden.size(), 16384u);
+  EXPECT_TRUE(read_file(out) == golden);
+}
+
+TEST(DeconfigCommand, WritesTheGoldenImageOfTheExampleModule) {
+  temp_dir dir;
+  const std::string out = dir.file("deconfig.bin");
+  const tool_run run =
+      run_tool({"deconfig", "--dpu", kExampleModule + "/dpu_close.ini", "--dpu",
+                kExampleModule + "/dpu_long.ini", "--d2c", kExampleModule + "/d2c.ini", "--ir-pre",
+                kExampleModule + "/ir_pre.ini", "--out", out});
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_EQ(run.out, "wrote " + out + " (16384 bytes)\n");
+  const std::vector<uint8_t> golden = golden_image("de_config_example.bin");
+  ASSERT_EQ(golden.size(), 16384u);
+  EXPECT_TRUE(read_file(out) == golden);
+}
+
+TEST(DeconfigCommand, ReportsARejectedConfigurationAndWritesNothing) {
+  temp_dir dir;
+  const std::string d2c = dir.write("d2c.ini", "[basic]\nnum = 101\nversion = 1.0\n");
+  const std::string out = dir.file("deconfig.bin");
+  const tool_run run = run_tool(
+      {"deconfig", "--d2c", d2c, "--ir-pre", kExampleModule + "/ir_pre.ini", "--out", out});
+  EXPECT_EQ(run.exit_code, kExitFailure);
+  EXPECT_EQ(run.out, "error: load_input_configs, path=" + d2c +
+                         " \nerror: convert d2c configs failed \n");
+  EXPECT_EQ(run.err,
+            "Number of d2c cofiguration not supported\n"
+            "deflash: depth-engine configuration image not built: a configuration file was "
+            "rejected (see the messages above)\n");
+  EXPECT_FALSE(file_exists(out));
+  EXPECT_FALSE(file_exists(out + ".partial"));
+}
+
+TEST(DeconfigCommand, RequiresTheGroupFiles) {
+  temp_dir dir;
+  const tool_run run = run_tool({"deconfig", "--out", dir.file("deconfig.bin")});
+  EXPECT_EQ(run.exit_code, kExitRequired);
+  EXPECT_EQ(run.err, "deflash: --d2c is required\n");
+}
