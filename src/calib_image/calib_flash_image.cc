@@ -1,7 +1,6 @@
 // The calibration flash image: rectification, depth-to-colour and
 // depth-calculation tables (and the optional fourth table) in the main
 // image, the raw calibration in the optional second image.
-#include <ctime>
 #include <cstring>
 
 #include "calib_image/calib_image_layout.h"
@@ -11,13 +10,12 @@
 #include "calib_image/calib_tables.h"
 #include "deflash/calib_image.h"
 #include "deflash/result_codes.h"
+#include "frame/clock.h"
 #include "frame/log.h"
 #include "frame/serial_number.h"
 
 namespace deflash {
 namespace {
-
-uint32_t current_time() { return static_cast<uint32_t>(static_cast<int64_t>(std::time(nullptr))); }
 
 bool optional_section_enabled() { return module_calib_image().d2c.optional_section_flag != 0; }
 
@@ -107,7 +105,7 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
 
   // The main sections carry the caller's time when it gives one; the raw
   // calibration section always carries the current time. Hosts rely on this.
-  const uint32_t main_time = timestamp > 0 ? static_cast<uint32_t>(timestamp) : current_time();
+  const uint32_t main_time = timestamp > 0 ? static_cast<uint32_t>(timestamp) : current_time_stamp();
   const serial_number& serial = module_serial_number();
   const bool optional = optional_section_enabled();
   calib_section optional_table(kOptionalSection, file_buff_out, main_size);
@@ -122,6 +120,6 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
   d2c_table.close(main_time, serial);
   depth_table.close(main_time, serial);
   if (optional) optional_table.close(main_time, serial);
-  if (file_buff_out2 != nullptr) raw_table.close(current_time(), serial);
+  if (file_buff_out2 != nullptr) raw_table.close(current_time_stamp(), serial);
   return DRIVER_HELPER_OK;
 }

@@ -1,11 +1,11 @@
 // Exported baseline and focal-length updates of calibration image files.
-#include <ctime>
 #include <vector>
 
 #include "calib_image/image_file.h"
 #include "calib_image/image_update.h"
 #include "deflash/calib_image.h"
 #include "deflash/result_codes.h"
+#include "frame/clock.h"
 #include "frame/log.h"
 
 namespace deflash {
@@ -13,11 +13,6 @@ namespace {
 
 // A file holding the depth-calculation section alone, as these updates write it.
 constexpr std::size_t kDepthSectionFileBytes = kDepthSection.space;
-
-// Seconds since 1970-01-01 UTC, low 32 bits: the stamp of a patched section.
-uint32_t time_stamp_now() {
-  return static_cast<uint32_t>(static_cast<uint64_t>(std::time(nullptr)));
-}
 
 bool paths_given(const char* in_path, const char* out_path) {
   if (in_path != nullptr && out_path != nullptr) return true;
@@ -64,7 +59,7 @@ extern "C" int update_soc_baseline_de(const char* in_path, float baseline, const
   int result = read_depth_section(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   depth_section_bytes out;
-  result = rebuild_depth_section_with_baseline(in, baseline, index, time_stamp_now(), &out);
+  result = rebuild_depth_section_with_baseline(in, baseline, index, deflash::current_time_stamp(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }
@@ -78,7 +73,7 @@ extern "C" int update_soc_multi_baseline_de(const char* in_path, const float* fb
   int result = read_depth_section(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   depth_section_bytes out;
-  result = rebuild_depth_section_with_pairs(in, fb_pairs{fb_set, fb_count}, time_stamp_now(), &out);
+  result = rebuild_depth_section_with_pairs(in, fb_pairs{fb_set, fb_count}, deflash::current_time_stamp(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }
@@ -92,7 +87,7 @@ extern "C" int update_soc_multi_fb_d2c_de(const char* in_path, const float* fb_s
   int result = read_whole_image(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   std::vector<uint8_t> out;
-  result = patch_image_focal_lengths(in, fb_pairs{fb_set, fb_count}, time_stamp_now(), &out);
+  result = patch_image_focal_lengths(in, fb_pairs{fb_set, fb_count}, deflash::current_time_stamp(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }

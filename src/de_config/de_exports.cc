@@ -8,6 +8,7 @@
 #include "de_config/dpu_loader.h"
 #include "de_config/ir_pre_loader.h"
 #include "deflash/de_config.h"
+#include "frame/clock.h"
 #include "frame/log.h"
 
 int load_de_input_configs(const char* path) { return deflash::load_dpu_input_config(path); }

@@ -2,7 +2,6 @@
 #include "de_config/de_image_build.h"
 
 #include <cstring>
-#include <ctime>
 #include <string>
 
 #include "de_config/d2c_loader.h"
@@ -105,11 +104,6 @@ de_image_outcome build_de_config_image(const de_config_files& files, uint32_t no
   outcome.image = encode_de_config_image(content, now);
   outcome.converted = !outcome.image.empty();
   return outcome;
-}
-
-uint32_t current_time_stamp() {
-  // The 64-bit calendar time, truncated: the field is 32 bits wide.
-  return static_cast<uint32_t>(static_cast<uint64_t>(std::time(nullptr)));
 }
 
 }  // namespace deflash

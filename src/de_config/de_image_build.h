@@ -24,9 +24,6 @@ struct de_image_outcome {
 /// standard error. Nothing touches a file but the loaders' reads.
 de_image_outcome build_de_config_image(const de_config_files& files, uint32_t now);
 
-/// Low 32 bits of the current calendar time in seconds since 1970.
-uint32_t current_time_stamp();
-
 }  // namespace deflash
 
 #endif  // DEFLASH_DE_CONFIG_DE_IMAGE_BUILD_H_
