@@ -100,11 +100,11 @@ struct decoded_image {
 decoded_image decode_all(const generated& g, bool with_raw = true) {
   decoded_image d;
   const auto main = stated(g.main, kMainBytes);
-  EXPECT_EQ(decode_calib_section(main, deflash_test::kRectifySpec, &d.rectify), "");
-  EXPECT_EQ(decode_calib_section(main, deflash_test::kD2cSpec, &d.d2c), "");
-  EXPECT_EQ(decode_calib_section(main, deflash_test::kDepthSpec, &d.depth), "");
+  EXPECT_EQ(decode_calib_section(main, deflash_test::kRectifyShape, &d.rectify), "");
+  EXPECT_EQ(decode_calib_section(main, deflash_test::kD2cShape, &d.d2c), "");
+  EXPECT_EQ(decode_calib_section(main, deflash_test::kDepthShape, &d.depth), "");
   if (with_raw) {
-    EXPECT_EQ(decode_calib_section(stated(g.raw, kRawBytes), deflash_test::kRawSpec, &d.raw), "");
+    EXPECT_EQ(decode_calib_section(stated(g.raw, kRawBytes), deflash_test::kRawShape, &d.raw), "");
   }
   return d;
 }

@@ -130,10 +130,10 @@ std::vector<uint8_t> golden(const std::string& name) {
 TEST(ExampleModule, EverySectionDecodesWithValidChecksums) {
   const example_images images = generate_example();
   decoded_section rectify, d2c, depth, raw;
-  ASSERT_EQ(decode_calib_section(images.main, deflash_test::kRectifySpec, &rectify), "");
-  ASSERT_EQ(decode_calib_section(images.main, deflash_test::kD2cSpec, &d2c), "");
-  ASSERT_EQ(decode_calib_section(images.main, deflash_test::kDepthSpec, &depth), "");
-  ASSERT_EQ(decode_calib_section(images.raw, deflash_test::kRawSpec, &raw), "");
+  ASSERT_EQ(decode_calib_section(images.main, deflash_test::kRectifyShape, &rectify), "");
+  ASSERT_EQ(decode_calib_section(images.main, deflash_test::kD2cShape, &d2c), "");
+  ASSERT_EQ(decode_calib_section(images.main, deflash_test::kDepthShape, &depth), "");
+  ASSERT_EQ(decode_calib_section(images.raw, deflash_test::kRawShape, &raw), "");
   // Close mode and long mode: two entries in every table.
   EXPECT_EQ(rectify.count, 2u);
   EXPECT_EQ(d2c.count, 2u);

@@ -29,7 +29,7 @@ struct decoded_section {
 };
 
 /// Expected shape of one calibration section.
-struct section_spec {
+struct section_shape {
   uint8_t id;
   std::size_t offset;
   std::size_t space;
@@ -39,11 +39,11 @@ struct section_spec {
   std::size_t key_bytes;  ///< 0: items carry no digest
 };
 
-inline const section_spec kRectifySpec{0x08, 0x0000, 0x2000, 0x18000, 268, 0x05, 12};
-inline const section_spec kD2cSpec{0x09, 0x2000, 0x2000, 0x1A000, 184, 0x06, 16};
-inline const section_spec kDepthSpec{0x0A, 0x4000, 0x1000, 0x1C000, 60, 0x07, 16};
-inline const section_spec kOptionalSpec{0x0B, 0x5000, 0x1000, 0x1D000, 976, 0x08, 0};
-inline const section_spec kRawSpec{0x16, 0x0000, SIZE_MAX, 0x2A000, 6288, 0x13, 20};
+inline const section_shape kRectifyShape{0x08, 0x0000, 0x2000, 0x18000, 268, 0x05, 12};
+inline const section_shape kD2cShape{0x09, 0x2000, 0x2000, 0x1A000, 184, 0x06, 16};
+inline const section_shape kDepthShape{0x0A, 0x4000, 0x1000, 0x1C000, 60, 0x07, 16};
+inline const section_shape kOptionalShape{0x0B, 0x5000, 0x1000, 0x1D000, 976, 0x08, 0};
+inline const section_shape kRawShape{0x16, 0x0000, SIZE_MAX, 0x2A000, 6288, 0x13, 20};
 
 inline std::string hex(uint32_t v) {
   char text[16];
@@ -51,15 +51,15 @@ inline std::string hex(uint32_t v) {
   return text;
 }
 
-/// Decodes the section `spec` of `image` into `out`; returns "" or the first
-/// problem found. The space after the section up to `spec.space` (or the end
+/// Decodes the section `shape` of `image` into `out`; returns "" or the first
+/// problem found. The space after the section up to `shape.space` (or the end
 /// of the image) must be erased.
-inline std::string decode_calib_section(const std::vector<uint8_t>& image, const section_spec& spec,
+inline std::string decode_calib_section(const std::vector<uint8_t>& image, const section_shape& shape,
                                         decoded_section* out) {
   using deflash::load_u32_le;
-  const std::string where = "section " + hex(spec.id) + ": ";
-  if (image.size() < spec.offset + 60) return where + "image too short for the header";
-  const uint8_t* s = image.data() + spec.offset;
+  const std::string where = "section " + hex(shape.id) + ": ";
+  if (image.size() < shape.offset + 60) return where + "image too short for the header";
+  const uint8_t* s = image.data() + shape.offset;
   out->magic = load_u32_le(s);
   out->length = load_u32_le(s + 8);
   out->flash_address = load_u32_le(s + 12);
@@ -67,13 +67,13 @@ inline std::string decode_calib_section(const std::vector<uint8_t>& image, const
   out->serial.assign(s + 24, s + 48);
   out->count = load_u32_le(s + 52);
   out->item_size = load_u32_le(s + 56);
-  if (out->magic != (0x46447300u | spec.id)) return where + "magic " + hex(out->magic);
-  if (out->flash_address != spec.flash_address) return where + "flash address " + hex(out->flash_address);
+  if (out->magic != (0x46447300u | shape.id)) return where + "magic " + hex(out->magic);
+  if (out->flash_address != shape.flash_address) return where + "flash address " + hex(out->flash_address);
   if (load_u32_le(s + 16) != 2) return where + "header version " + hex(load_u32_le(s + 16));
-  if (load_u32_le(s + 48) != (0x46446100u | spec.table_id)) return where + "item-table magic";
-  if (out->item_size != spec.item_size) return where + "item size " + std::to_string(out->item_size);
+  if (load_u32_le(s + 48) != (0x46446100u | shape.table_id)) return where + "item-table magic";
+  if (out->item_size != shape.item_size) return where + "item size " + std::to_string(out->item_size);
   if (out->length != 60 + out->count * out->item_size) return where + "length does not match count";
-  if (out->length > spec.space || spec.offset + out->length > image.size()) {
+  if (out->length > shape.space || shape.offset + out->length > image.size()) {
     return where + "length " + std::to_string(out->length) + " exceeds its space";
   }
   std::vector<uint8_t> copy(s, s + out->length);
@@ -82,9 +82,9 @@ inline std::string decode_calib_section(const std::vector<uint8_t>& image, const
   for (uint32_t i = 0; i < out->count; ++i) {
     const uint8_t* item = s + 60 + i * out->item_size;
     out->items.emplace_back(item, item + out->item_size);
-    if (spec.key_bytes == 0) continue;
+    if (shape.key_bytes == 0) continue;
     uint8_t digest[16];
-    deflash::md5(item + 16, digest, static_cast<uint32_t>(spec.key_bytes));
+    deflash::md5(item + 16, digest, static_cast<uint32_t>(shape.key_bytes));
     if (std::memcmp(digest, item, 16) != 0) return where + "digest of item " + std::to_string(i);
     for (uint32_t j = 0; j < i; ++j) {
       if (std::memcmp(out->items[j].data(), item, 16) == 0) {
@@ -92,8 +92,8 @@ inline std::string decode_calib_section(const std::vector<uint8_t>& image, const
       }
     }
   }
-  const std::size_t end = std::min(spec.offset + spec.space, image.size());
-  for (std::size_t at = spec.offset + out->length; at < end; ++at) {
+  const std::size_t end = std::min(shape.offset + shape.space, image.size());
+  for (std::size_t at = shape.offset + out->length; at < end; ++at) {
     if (image[at] != 0xFF) return where + "byte " + hex(static_cast<uint32_t>(at)) + " is not erased";
   }
   return "";
