@@ -6,9 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,16 +13,7 @@
 #include "config/calib_input_config.h"
 #include "config/ini_reader.h"
 #include "deflash/calib_config.h"
-
-// Release builds drop assert(); a fuzz finding must stop the run anyway.
-#define FUZZ_CHECK(condition)                                               \
-  do {                                                                      \
-    if (!(condition)) {                                                     \
-      std::fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, \
-                   #condition);                                             \
-      std::abort();                                                         \
-    }                                                                       \
-  } while (0)
+#include "fuzz_check.h"
 
 namespace {
 
@@ -79,38 +67,3 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   return 0;
 }
 
-#ifndef DEFLASH_FUZZ_ENGINE
-// Replay: runs every file named on the command line, or found in a named
-// directory, through the target, so CTest covers the seed corpus without
-// libFuzzer.
-namespace {
-
-void replay_file(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  FUZZ_CHECK(in.good());
-  const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                std::istreambuf_iterator<char>());
-  LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  std::size_t replayed = 0;
-  for (int i = 1; i < argc; ++i) {
-    const std::filesystem::path path(argv[i]);
-    if (std::filesystem::is_directory(path)) {
-      for (const auto& entry : std::filesystem::directory_iterator(path)) {
-        if (!entry.is_regular_file()) continue;
-        replay_file(entry.path());
-        ++replayed;
-      }
-    } else {
-      replay_file(path);
-      ++replayed;
-    }
-  }
-  std::fprintf(stderr, "replayed %zu inputs\n", replayed);
-  return replayed > 0 ? 0 : 1;
-}
-#endif  // DEFLASH_FUZZ_ENGINE
