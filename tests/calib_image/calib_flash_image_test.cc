@@ -12,6 +12,7 @@
 #include "frame/byte_writer.h"
 #include "support/calib_image_decoder.h"
 #include "support/console_capture.h"
+#include "support/flash_input.h"
 #include "support/synthetic_module.h"
 #include "support/temp_files.h"
 
@@ -20,6 +21,7 @@ namespace {
 using deflash::load_f32_le;
 using deflash::load_u32_le;
 using deflash_test::capture_console;
+using deflash_test::flash_input;
 using deflash_test::config_override;
 using deflash_test::decode_calib_section;
 using deflash_test::decoded_section;
@@ -27,36 +29,6 @@ using deflash_test::synthetic_config_text;
 
 constexpr int kMainBytes = 20480;
 constexpr int kRawBytes = 4 * 8192;
-
-// The host's input list over owned storage.
-struct flash_input {
-  std::vector<std::string> configs;
-  std::vector<SocCalibParams_S> calibrations;
-  std::vector<const char*> config_ptrs;
-  std::vector<const SocCalibParams_S*> calib_ptrs;
-  std::vector<const float*> temperature_ptrs;
-  SocCalibFlashInput_S list{};
-
-  explicit flash_input(std::vector<std::string> texts,
-                       const SocCalibParams_S& calib = deflash_test::synthetic_calibration())
-      : configs(std::move(texts)), calibrations(configs.size(), calib) {
-    for (std::size_t i = 0; i < configs.size(); ++i) {
-      config_ptrs.push_back(configs[i].c_str());
-      calib_ptrs.push_back(&calibrations[i]);
-      temperature_ptrs.push_back(deflash_test::synthetic_temperatures());
-    }
-    // The host passes non-null lists even when they are empty.
-    config_ptrs.reserve(1);
-    calib_ptrs.reserve(1);
-    temperature_ptrs.reserve(1);
-    list.config_file_list = config_ptrs.data();
-    list.config_file_num = static_cast<uint8_t>(configs.size());
-    list.calib_params_list = calib_ptrs.data();
-    list.calib_params_num = list.config_file_num;
-    list.calib_temperature_list = temperature_ptrs.data();
-    list.calib_temperature_num = list.config_file_num;
-  }
-};
 
 struct generated {
   int result = 0;

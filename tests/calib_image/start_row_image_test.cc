@@ -8,43 +8,18 @@
 #include "frame/byte_writer.h"
 #include "support/calib_image_decoder.h"
 #include "support/console_capture.h"
+#include "support/flash_input.h"
 #include "support/synthetic_module.h"
 
 namespace {
 
 using deflash_test::capture_console;
+using deflash_test::flash_input;
 using deflash_test::decode_start_row_image;
 using deflash_test::decoded_start_row_image;
 using deflash_test::synthetic_config_text;
 
 constexpr int kBufferBytes = 64 * 1024;
-
-struct flash_input {
-  std::vector<std::string> configs;
-  SocCalibParams_S calib = deflash_test::synthetic_calibration();
-  std::vector<const char*> config_ptrs;
-  std::vector<const SocCalibParams_S*> calib_ptrs;
-  std::vector<const float*> temperature_ptrs;
-  SocCalibFlashInput_S list{};
-
-  explicit flash_input(std::vector<std::string> texts) : configs(std::move(texts)) {
-    for (const auto& text : configs) {
-      config_ptrs.push_back(text.c_str());
-      calib_ptrs.push_back(&calib);
-      temperature_ptrs.push_back(deflash_test::synthetic_temperatures());
-    }
-    // The host passes non-null lists even when they are empty.
-    config_ptrs.reserve(1);
-    calib_ptrs.reserve(1);
-    temperature_ptrs.reserve(1);
-    list.config_file_list = config_ptrs.data();
-    list.config_file_num = static_cast<uint8_t>(configs.size());
-    list.calib_params_list = calib_ptrs.data();
-    list.calib_params_num = list.config_file_num;
-    list.calib_temperature_list = temperature_ptrs.data();
-    list.calib_temperature_num = list.config_file_num;
-  }
-};
 
 struct generated {
   int result = 0;
