@@ -11,6 +11,8 @@ packages=(
   libgtest-dev libgmock-dev  # tests
   libbenchmark-dev    # benchmarks
   zlib1g-dev          # reference CRC-32 in the tests
+  libyaml-cpp-dev     # calibration import: OpenCV, ROS and Kalibr YAML
+  libpugixml-dev      # calibration import: OpenCV XML
 )
 
 missing=()

@@ -1,6 +1,7 @@
 // Options and input list shared by the calib and startrow commands.
 #include "calibration_inputs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -16,24 +17,6 @@ namespace {
 /// The input list counts configurations in one byte.
 constexpr std::size_t kMaxConfigs = std::numeric_limits<uint8_t>::max();
 
-/// "L,R,LDM": three finite numbers, degrees Celsius.
-bool parse_temperatures(const std::string& text, float* out) {
-  const char* cursor = text.c_str();
-  for (int i = 0; i < kTemperatureCount; ++i) {
-    if (i > 0) {
-      if (*cursor != ',') return false;
-      ++cursor;
-    }
-    // strtof skips leading blanks and would take "inf"; neither is a temperature.
-    if (*cursor == '\0' || std::strchr(" \t,", *cursor) != nullptr) return false;
-    char* end = nullptr;
-    out[i] = std::strtof(cursor, &end);
-    if (end == cursor || !std::isfinite(out[i])) return false;
-    cursor = end;
-  }
-  return *cursor == '\0';
-}
-
 }  // namespace
 
 void add_calibration_source_options(CLI::App& command, calibration_source_options& options) {
@@ -41,8 +24,10 @@ void add_calibration_source_options(CLI::App& command, calibration_source_option
                      "Module calibration as JSON (docs/calibration-json.md)");
   command.add_option("--raw-calibration", options.raw_calibration,
                      "Module calibration as the host's raw 6264-byte record");
+  add_import_options(command, options.import);
   command.add_option("--temperatures", options.temperatures,
-                     "With --raw-calibration: calibration temperatures L,R,LDM in degrees Celsius");
+                     "With --raw-calibration or --from: calibration temperatures L,R,LDM in "
+                     "degrees Celsius");
   command
       .add_option("--config", options.configs,
                   "Calibration configuration INI file; repeat for each camera mode")
@@ -54,7 +39,13 @@ void add_calibration_source_options(CLI::App& command, calibration_source_option
 int calibration_inputs::load(const calibration_source_options& options) {
   const bool from_json = !options.calibration_json.empty();
   const bool from_raw = !options.raw_calibration.empty();
-  if (from_json == from_raw) {
+  const bool from_import = options.import.given();
+  if (from_import && (from_json || from_raw)) {
+    return report_failure(kExitUsage,
+                          std::string(from_json ? "--calibration" : "--raw-calibration") +
+                              " and --from exclude each other");
+  }
+  if (from_json == from_raw && !from_import) {
     return report_failure(kExitUsage, from_json
                                           ? "--calibration and --raw-calibration exclude each other"
                                           : "give the calibration with --calibration FILE.json or "
@@ -62,6 +53,9 @@ int calibration_inputs::load(const calibration_source_options& options) {
   }
   if (from_raw && options.temperatures.empty()) {
     return report_failure(kExitUsage, "--raw-calibration needs --temperatures L,R,LDM");
+  }
+  if (from_import && options.temperatures.empty()) {
+    return report_failure(kExitUsage, "--from needs --temperatures L,R,LDM");
   }
   if (from_json && !options.temperatures.empty()) {
     return report_failure(kExitUsage,
@@ -75,12 +69,20 @@ int calibration_inputs::load(const calibration_source_options& options) {
 
   std::string error;
   calibration_ = module_calibration{};
-  if (from_raw) {
+  if (from_raw || from_import) {
     if (!parse_temperatures(options.temperatures, calibration_.temperatures)) {
       return report_failure(kExitUsage, "--temperatures \"" + options.temperatures +
                                             "\" must be three numbers L,R,LDM (degrees Celsius)");
     }
-    if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
+    if (from_import) {
+      float temperatures[kTemperatureCount];
+      std::copy(calibration_.temperatures, calibration_.temperatures + kTemperatureCount,
+                temperatures);
+      if (const int status = import_from_options(options.import, calibration_); status != kExitOk) {
+        return status;
+      }
+      std::copy(temperatures, temperatures + kTemperatureCount, calibration_.temperatures);
+    } else if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
       return report_failure(kExitFailure, error);
     }
   } else if (!read_calibration_json(options.calibration_json, calibration_, error)) {

@@ -11,6 +11,7 @@
 
 #include "calibration_json.h"
 #include "deflash.h"
+#include "import_options.h"
 
 namespace deflash_cli {
 
@@ -18,13 +19,14 @@ namespace deflash_cli {
 struct calibration_source_options {
   std::string calibration_json;
   std::string raw_calibration;
-  std::string temperatures;  ///< "L,R,LDM", only with raw_calibration
+  std::string temperatures;  ///< "L,R,LDM", with raw_calibration or an import
+  import_options import;
   std::vector<std::string> configs;
   bool verbose = false;
 };
 
-/// Registers --calibration, --raw-calibration, --temperatures, --config and
-/// --verbose on `command`.
+/// Registers --calibration, --raw-calibration, the import options,
+/// --temperatures, --config and --verbose on `command`.
 void add_calibration_source_options(CLI::App& command, calibration_source_options& options);
 
 /// What the generators' input list points at. One calibration serves every

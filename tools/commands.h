@@ -20,6 +20,7 @@ void add_check_config_command(CLI::App& app, int& exit_code);
 void add_calib_command(CLI::App& app, int& exit_code);
 void add_startrow_command(CLI::App& app, int& exit_code);
 void add_deconfig_command(CLI::App& app, int& exit_code);
+void add_calib_json_command(CLI::App& app, int& exit_code);
 
 }  // namespace deflash_cli
 

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
   deflash_cli::add_calib_command(app, exit_code);
   deflash_cli::add_startrow_command(app, exit_code);
   deflash_cli::add_deconfig_command(app, exit_code);
+  deflash_cli::add_calib_json_command(app, exit_code);
   CLI11_PARSE(app, argc, argv);
   return exit_code;
 }

@@ -1,0 +1,88 @@
+// `deflash calib-json`: imports an OpenCV, ROS or Kalibr calibration and
+// writes it as the tool's calibration JSON.
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "calibration_inputs.h"
+#include "commands.h"
+#include "import_options.h"
+#include "output_stand_in.h"
+#ifdef DEFLASH_WITH_IMPORT
+#include "calibration_json_writer.h"
+#endif
+
+namespace deflash_cli {
+namespace {
+
+struct calib_json_options {
+  import_options import;
+  std::vector<std::string> files;  ///< positional: the Kalibr camchain
+  std::string temperatures;
+  std::string description;
+  std::string out;
+};
+
+int run_calib_json(calib_json_options options) {
+  if (!options.files.empty()) {
+    if (options.import.from != "kalibr" || !options.import.camchain.empty()) {
+      return report_failure(kExitUsage,
+                            "file arguments name a Kalibr camchain (--from kalibr); give OpenCV "
+                            "and ROS files with --ir-pair and --ir-rgb");
+    }
+    options.import.camchain = options.files;
+  }
+  module_calibration calibration;
+  if (!parse_temperatures(options.temperatures, calibration.temperatures)) {
+    return report_failure(kExitUsage, "--temperatures \"" + options.temperatures +
+                                          "\" must be three numbers L,R,LDM (degrees Celsius)");
+  }
+  const float temperatures[kTemperatureCount] = {
+      calibration.temperatures[0], calibration.temperatures[1], calibration.temperatures[2]};
+  if (const int status = import_from_options(options.import, calibration); status != kExitOk) {
+    return status;
+  }
+  for (int i = 0; i < kTemperatureCount; ++i) calibration.temperatures[i] = temperatures[i];
+#ifdef DEFLASH_WITH_IMPORT
+  const std::string text = calibration_json_text(calibration, options.description);
+  // The file must read back to the very record that was imported.
+  module_calibration again;
+  std::string error;
+  if (!parse_calibration_json(text, options.out, again, error) ||
+      std::memcmp(&again.params, &calibration.params, sizeof again.params) != 0 ||
+      std::memcmp(again.temperatures, calibration.temperatures, sizeof again.temperatures) != 0) {
+    return report_failure(kExitFailure, options.out +
+                                            ": the JSON would not read back to the "
+                                            "imported calibration" +
+                                            (error.empty() ? "" : ": " + error));
+  }
+  if (!write_outputs(import_input_files(options.import), {{options.out, text}}, {}, error)) {
+    return report_failure(kExitFailure, error);
+  }
+  std::printf("wrote %s\n", options.out.c_str());
+#endif
+  return kExitOk;
+}
+
+}  // namespace
+
+void add_calib_json_command(CLI::App& app, int& exit_code) {
+  auto options = std::make_shared<calib_json_options>();
+  CLI::App* command = app.add_subcommand(
+      "calib-json", "Import an OpenCV, ROS or Kalibr calibration into calibration JSON");
+  add_import_options(*command, options->import);
+  command->get_option("--from")->required();
+  command->add_option("files", options->files, "kalibr: the camchain file");
+  command
+      ->add_option("--temperatures", options->temperatures,
+                   "Calibration temperatures L,R,LDM in degrees Celsius")
+      ->required();
+  command->add_option("--description", options->description,
+                      "Free text for the JSON's \"description\"");
+  command->add_option("--out", options->out, "Calibration JSON file to write")->required();
+  command->callback([options, &exit_code] { exit_code = run_calib_json(*options); });
+}
+
+}  // namespace deflash_cli
