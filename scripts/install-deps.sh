@@ -13,6 +13,7 @@ packages=(
   zlib1g-dev          # reference CRC-32 in the tests
   libyaml-cpp-dev     # calibration import: OpenCV, ROS and Kalibr YAML
   libpugixml-dev      # calibration import: OpenCV XML
+  libopencv-dev       # tests only: cross-check of the rectification with OpenCV
 )
 
 missing=()
