@@ -14,6 +14,8 @@ packages=(
   libyaml-cpp-dev     # calibration import: OpenCV, ROS and Kalibr YAML
   libpugixml-dev      # calibration import: OpenCV XML
   libopencv-dev       # tests only: cross-check of the rectification with OpenCV
+  pybind11-dev python3-dev  # the Python module
+  python3-pytest python3-numpy  # its tests
 )
 
 missing=()

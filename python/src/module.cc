@@ -1,0 +1,275 @@
+// The Python extension `deflash._deflash`: the library's generators and
+// updates and the tool's calibration reader and importers, each call under
+// one lock and with the library's console lines captured.
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "calibration_json.h"
+#include "calibration_json_writer.h"
+#include "console_capture.h"
+#include "deflash.h"
+#include "flash_page.h"
+#include "import_request.h"
+
+namespace py = pybind11;
+
+namespace deflash_python {
+namespace {
+
+using deflash_cli::module_calibration;
+
+// The library keeps its configuration, serial number and converter records
+// in module state; two threads inside it at once would mix them.
+std::mutex library_lock;
+
+/// Serial number: three 8-byte parts.
+constexpr std::size_t kSerialBytes = 24;
+/// The input list counts configurations in one byte.
+constexpr std::size_t kMaxConfigs = 255;
+// Raw-calibration section: 60-byte header, one 6288-byte item per mode.
+constexpr std::size_t kRawHeaderBytes = 60;
+constexpr std::size_t kRawItemBytes = 6288;
+// Start-row section: 48-byte header, per mode a 44-byte head and two
+// 4-byte start rows per source row, up to 65535 rows.
+constexpr std::size_t kStartRowHeaderBytes = 48;
+constexpr std::size_t kMaxStartRowEntryBytes = 44 + 8 * 65535;
+
+/// What one library call printed, and its result.
+struct call_result {
+  int code = 0;
+  std::string out;
+  std::string err;
+};
+
+/// Runs `call` with the GIL released, under the library lock, capturing the
+/// console; `call` returns the library's result code.
+template <typename Call>
+call_result run_library(Call&& call) {
+  call_result result;
+  py::gil_scoped_release release;
+  std::lock_guard<std::mutex> lock(library_lock);
+  console_capture capture;
+  result.code = call();
+  capture.finish(result.out, result.err);
+  return result;
+}
+
+module_calibration parse_calibration(const std::string& json_text, const std::string& source) {
+  module_calibration calibration;
+  std::string error;
+  if (!deflash_cli::parse_calibration_json(json_text, source, calibration, error)) {
+    throw py::value_error(error);
+  }
+  return calibration;
+}
+
+/// The generators' input list: one calibration repeated for every
+/// configuration file.
+struct input_list {
+  std::vector<std::string> configs;
+  std::vector<const char*> config_ptrs;
+  std::vector<const SocCalibParams_S*> params;
+  std::vector<const float*> temperatures;
+  SocCalibFlashInput_S list{};
+
+  input_list(const module_calibration& calibration, std::vector<std::string> files)
+      : configs(std::move(files)) {
+    if (configs.size() > kMaxConfigs) {
+      throw py::value_error("at most 255 configuration files fit in one image");
+    }
+    for (const std::string& config : configs) config_ptrs.push_back(config.c_str());
+    params.assign(configs.size(), &calibration.params);
+    temperatures.assign(configs.size(), calibration.temperatures);
+    // The library wants non-null lists, even empty ones.
+    config_ptrs.reserve(1);
+    params.reserve(1);
+    temperatures.reserve(1);
+    list.config_file_list = config_ptrs.data();
+    list.config_file_num = static_cast<uint8_t>(configs.size());
+    list.calib_params_list = params.data();
+    list.calib_params_num = list.config_file_num;
+    list.calib_temperature_list = temperatures.data();
+    list.calib_temperature_num = list.config_file_num;
+  }
+};
+
+py::bytes as_bytes(const std::vector<uint8_t>& data, std::size_t size) {
+  return py::bytes(reinterpret_cast<const char*>(data.data()), size);
+}
+
+/// The section in `image` up to its length rounded up to a flash page, or
+/// nothing when the length does not fit.
+std::size_t page_rounded_section(const std::vector<uint8_t>& image, std::size_t header_bytes) {
+  const std::size_t length = deflash_cli::section_length(image.data());
+  if (length < header_bytes || length > image.size()) return 0;
+  return deflash_cli::round_up_to_page(length);
+}
+
+py::tuple calibration_image(const std::string& json_text, const std::string& source,
+                            const std::vector<std::string>& configs, int64_t timestamp,
+                            const std::optional<std::string>& serial, bool raw) {
+  const module_calibration calibration = parse_calibration(json_text, source);
+  if (serial && serial->size() != kSerialBytes) {
+    throw py::value_error("the serial number is 24 bytes, not " + std::to_string(serial->size()));
+  }
+  std::string serial_bytes = serial.value_or(std::string(kSerialBytes, '\0'));
+  const input_list inputs(calibration, configs);
+  std::vector<uint8_t> image;
+  std::vector<uint8_t> raw_image;
+  if (raw)
+    raw_image.resize(
+        deflash_cli::round_up_to_page(kRawHeaderBytes + configs.size() * kRawItemBytes));
+  const call_result result = run_library([&] {
+    // Every call sets the serial, so one call's serial never leaks into the next.
+    set_soc_sn(serial_bytes.data(), serial_bytes.data() + 8, serial_bytes.data() + 16);
+    uint32_t size = 0;
+    get_soc_file_buffer_size(&inputs.list, &size);
+    image.resize(size);
+    return gen_soc_calib_flash_param_de(
+        &inputs.list, image.data(), nullptr, static_cast<int>(image.size()), timestamp,
+        raw ? raw_image.data() : nullptr, static_cast<int>(raw_image.size()));
+  });
+  py::object raw_out = py::none();
+  if (result.code == 0 && raw) {
+    raw_out = as_bytes(raw_image, page_rounded_section(raw_image, kRawHeaderBytes));
+  }
+  return py::make_tuple(result.code, as_bytes(image, result.code == 0 ? image.size() : 0), raw_out,
+                        result.out, result.err);
+}
+
+py::tuple start_row_image(const std::string& json_text, const std::string& source,
+                          const std::vector<std::string>& configs) {
+  const module_calibration calibration = parse_calibration(json_text, source);
+  const input_list inputs(calibration, configs);
+  std::vector<uint8_t> image(deflash_cli::round_up_to_page(
+      kStartRowHeaderBytes + configs.size() * kMaxStartRowEntryBytes));
+  const call_result result = run_library([&] {
+    return gen_soc_start_row_param_de(&inputs.list, image.data(), nullptr,
+                                      static_cast<int>(image.size()));
+  });
+  const std::size_t bytes =
+      result.code == 0 ? page_rounded_section(image, kStartRowHeaderBytes) : 0;
+  return py::make_tuple(result.code, as_bytes(image, bytes), result.out, result.err);
+}
+
+py::tuple depth_engine_image(const std::vector<std::string>& dpu, const std::string& d2c,
+                             const std::string& ir_pre, const std::string& out_path) {
+  if (dpu.size() > kMaxConfigs) throw py::value_error("at most 255 DPU configuration files");
+  de_config_files files{};
+  for (const std::string* path : {&d2c, &ir_pre}) {
+    if (path->size() >= sizeof files.d2c_config_path) {
+      throw py::value_error(*path + ": path longer than 255 characters");
+    }
+  }
+  std::vector<const char*> dpu_paths;
+  for (const std::string& path : dpu) dpu_paths.push_back(path.c_str());
+  files.dpu_config_paths = dpu_paths.empty() ? nullptr : dpu_paths.data();
+  files.dpu_config_num = static_cast<uint8_t>(dpu_paths.size());
+  std::memcpy(files.d2c_config_path, d2c.c_str(), d2c.size() + 1);
+  std::memcpy(files.ir_pre_config_path, ir_pre.c_str(), ir_pre.size() + 1);
+  const call_result result = run_library(
+      [&] { return gen_depth_engine_config_flash_file_de(&files, out_path.c_str()) ? 0 : -1; });
+  return py::make_tuple(result.code, result.out, result.err);
+}
+
+py::tuple update_baseline(const std::string& in_path, float baseline, const std::string& out_path,
+                          int index) {
+  const call_result result = run_library(
+      [&] { return update_soc_baseline_de(in_path.c_str(), baseline, out_path.c_str(), index); });
+  return py::make_tuple(result.code, result.out, result.err);
+}
+
+/// (focal length, baseline) pairs as the flat array the updates take.
+std::vector<float> flat_pairs(const std::vector<std::pair<float, float>>& pairs) {
+  std::vector<float> flat;
+  for (const auto& [focal, baseline] : pairs) {
+    flat.push_back(focal);
+    flat.push_back(baseline);
+  }
+  return flat;
+}
+
+py::tuple update_multi_baseline(const std::string& in_path,
+                                const std::vector<std::pair<float, float>>& pairs,
+                                const std::string& out_path) {
+  const std::vector<float> flat = flat_pairs(pairs);
+  const call_result result = run_library([&] {
+    return update_soc_multi_baseline_de(in_path.c_str(), flat.data(),
+                                        static_cast<int>(pairs.size()), out_path.c_str());
+  });
+  return py::make_tuple(result.code, result.out, result.err);
+}
+
+py::tuple update_multi_fb_d2c(const std::string& in_path,
+                              const std::vector<std::pair<float, float>>& pairs,
+                              const std::string& out_path) {
+  const std::vector<float> flat = flat_pairs(pairs);
+  const call_result result = run_library([&] {
+    return update_soc_multi_fb_d2c_de(in_path.c_str(), flat.data(), static_cast<int>(pairs.size()),
+                                      out_path.c_str());
+  });
+  return py::make_tuple(result.code, result.out, result.err);
+}
+
+deflash_cli::image_size to_size(const std::optional<std::pair<int, int>>& size) {
+  return size ? deflash_cli::image_size{size->first, size->second} : deflash_cli::image_size{};
+}
+
+std::string import_calibration(const std::string& source, const std::vector<std::string>& ir_pair,
+                               const std::vector<std::string>& ir_rgb,
+                               const std::vector<std::string>& files,
+                               const std::optional<std::pair<int, int>>& ir_size,
+                               const std::optional<std::pair<int, int>>& rgb_size,
+                               const std::string& unit, const std::vector<float>& temperatures) {
+  deflash_cli::import_request request;
+  if (!deflash_cli::parse_import_source(source, request.source)) {
+    throw py::value_error("source \"" + source + "\" must be opencv, ros or kalibr");
+  }
+  if (!unit.empty() && !deflash_cli::parse_length_unit(unit, request.unit)) {
+    throw py::value_error("unit \"" + unit + "\" must be m or mm");
+  }
+  if (temperatures.size() != deflash_cli::kTemperatureCount) {
+    throw py::value_error("temperatures are three numbers: left IR, right IR, ldm");
+  }
+  request.ir_pair = ir_pair;
+  request.ir_rgb = ir_rgb;
+  request.files = files;
+  request.ir_size = to_size(ir_size);
+  request.rgb_size = to_size(rgb_size);
+  module_calibration calibration;
+  std::string error;
+  if (!deflash_cli::import_calibration(request, calibration, error)) throw py::value_error(error);
+  for (int i = 0; i < deflash_cli::kTemperatureCount; ++i) {
+    calibration.temperatures[i] = temperatures[i];
+  }
+  return deflash_cli::calibration_json_text(calibration, "");
+}
+
+/// Checks calibration JSON text; raises ValueError with the reader's message.
+void check_calibration(const std::string& json_text, const std::string& source) {
+  parse_calibration(json_text, source);
+}
+
+}  // namespace
+}  // namespace deflash_python
+
+PYBIND11_MODULE(_deflash, m) {
+  using namespace deflash_python;
+  m.doc() = "Native part of the deflash module; use the deflash package.";
+  m.def("version", [] { return std::string(soc_driver_helper_get_version()); });
+  m.def("calibration_image", &calibration_image);
+  m.def("start_row_image", &start_row_image);
+  m.def("depth_engine_image", &depth_engine_image);
+  m.def("update_baseline", &update_baseline);
+  m.def("update_multi_baseline", &update_multi_baseline);
+  m.def("update_multi_fb_d2c", &update_multi_fb_d2c);
+  m.def("import_calibration", &import_calibration);
+  m.def("check_calibration", &check_calibration);
+}

@@ -1,0 +1,127 @@
+"""The Python module's images equal the tool's, and its failures carry the
+library's result and message."""
+
+import json
+import logging
+import os
+import subprocess
+import threading
+
+import pytest
+
+import deflash
+
+SOURCE = os.environ.get("DEFLASH_SOURCE_DIR",
+                        os.path.join(os.path.dirname(__file__), "..", ".."))
+MODULE = os.path.join(SOURCE, "examples", "module")
+CALIBRATION = os.path.join(MODULE, "calibration.json")
+CLOSE = os.path.join(MODULE, "calib_close.ini")
+LONG = os.path.join(MODULE, "calib_long.ini")
+
+
+def module_dict():
+    with open(CALIBRATION) as f:
+        return json.load(f)
+
+
+def u32(data, offset):
+    return int.from_bytes(data[offset:offset + 4], "little")
+
+
+def test_version_is_the_librarys():
+    assert deflash.version() == "2.2.0.4"
+
+
+def test_calibration_image_from_a_dict_equals_the_one_from_the_file():
+    from_dict = deflash.calibration_image(module_dict(), [CLOSE, LONG], timestamp=1700000000)
+    from_file = deflash.calibration_image(CALIBRATION, [CLOSE, LONG], timestamp=1700000000)
+    assert len(from_dict) == 20480
+    assert from_dict == from_file
+    # Section 0x08 at offset 0: magic, two modes, the time stamp asked for.
+    assert u32(from_dict, 0) == 0x46447308
+    assert u32(from_dict, 20) == 1700000000
+    assert u32(from_dict, 52) == 2
+
+
+def test_serial_number_lands_in_every_header_and_does_not_stick():
+    serial = bytes(range(24))
+    image = deflash.calibration_image(module_dict(), [CLOSE], timestamp=1, serial=serial)
+    for section in (0x0000, 0x2000, 0x4000):
+        assert image[section + 24:section + 48] == serial
+    again = deflash.calibration_image(module_dict(), [CLOSE], timestamp=1)
+    assert again[24:48] == bytes(24)
+
+
+def test_raw_calibration_image_is_its_section_on_a_page():
+    image, raw = deflash.calibration_images(module_dict(), [CLOSE], timestamp=1700000000)
+    assert len(image) == 20480
+    assert len(raw) == 8192
+    assert u32(raw, 0) == 0x46447316
+    assert u32(raw, 8) == 60 + 6288
+
+
+def test_start_row_image_is_its_section_on_a_page():
+    image = deflash.start_row_image(module_dict(), [CLOSE])
+    length = u32(image, 8)
+    assert u32(image, 0) == 0x46447300 | 0x0D or length > 48
+    assert len(image) == (length + 4095) // 4096 * 4096
+    assert image[length:] == b"\xff" * (len(image) - length)
+
+
+def test_a_refused_calibration_raises_with_the_librarys_result_and_message(caplog):
+    calibration = module_dict()
+    calibration["temperatures"]["left_ir"] = 0.0  # the library wants at least 1e-5
+    with caplog.at_level(logging.INFO, logger="deflash"):
+        with pytest.raises(deflash.LibraryError) as failure:
+            deflash.calibration_image(calibration, [CLOSE])
+    assert failure.value.code == -2
+    assert isinstance(failure.value, deflash.Error)
+    # The library ends its temperature line without a line break.
+    message = ("invalid calibration temperature,left:0.000000,right:35.599998,ldm:38.099998"
+               "error: align_ir_ir_rgb_params_to_register_converter for config number=0, "
+               "error code=-2")
+    assert failure.value.message == message
+    assert str(failure.value) == "result -2 (DRIVER_HELPER_INVALID_PARAM): " + message
+    records = [(r.levelno, r.getMessage()) for r in caplog.records]
+    assert (logging.INFO, "input config params is file path") in records
+    assert (logging.ERROR, message) in records
+
+
+def test_a_malformed_calibration_dict_is_refused_before_the_library():
+    calibration = module_dict()
+    calibration["left_ir"]["fxx"] = 1.0
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.calibration_image(calibration, [CLOSE])
+    assert str(failure.value) == 'calibration: unknown key "left_ir.fxx"'
+    assert failure.value.code is None
+
+
+def test_a_missing_configuration_file_is_refused():
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.calibration_image(module_dict(), ["missing.ini"])
+    assert str(failure.value) == "missing.ini: configuration file cannot be read"
+
+
+def test_console_lines_do_not_reach_standard_output(capfd):
+    deflash.calibration_image(module_dict(), [CLOSE], timestamp=1)
+    out, err = capfd.readouterr()
+    assert out == ""
+    assert err == ""
+
+
+def test_threads_get_the_same_images_as_one_thread():
+    expected = deflash.calibration_image(module_dict(), [CLOSE], timestamp=5)
+    results = []
+
+    def build():
+        for _ in range(5):
+            results.append(deflash.calibration_image(module_dict(), [CLOSE], timestamp=5))
+            deflash.start_row_image(module_dict(), [LONG])
+
+    threads = [threading.Thread(target=build) for _ in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert len(results) == 20
+    assert all(r == expected for r in results)
