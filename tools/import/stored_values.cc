@@ -27,6 +27,9 @@ bool parse_number(const std::string& text, double& out) {
   return end != begin && *end == '\0' && std::isfinite(out);
 }
 
+/// A matrix side: a whole number from 1 up.
+bool is_side(double value) { return value >= 1.0 && value == std::floor(value); }
+
 bool scalar_number(const YAML::Node& node, double& out) {
   return node.IsScalar() && parse_number(node.Scalar(), out);
 }
@@ -106,8 +109,8 @@ bool read_xml_storage(const std::string& text, const std::string& path, stored_v
       double rows = 0.0;
       double cols = 0.0;
       if (!parse_number(element.child_value("rows"), rows) ||
-          !parse_number(element.child_value("cols"), cols)) {
-        value.problem = "a matrix needs whole-number <rows> and <cols>";
+          !parse_number(element.child_value("cols"), cols) || !is_side(rows) || !is_side(cols)) {
+        value.problem = "a matrix needs whole-number <rows> and <cols> from 1 up";
       } else if (rows * cols != static_cast<double>(value.values.size())) {
         value.problem = "holds " + std::to_string(value.values.size()) + " numbers for a " +
                         std::to_string(static_cast<long long>(rows)) + "x" +
@@ -184,8 +187,9 @@ void yaml_numbers(const YAML::Node& node, stored_value& out) {
   if (node.IsMap() && node["rows"] && node["cols"] && node["data"]) {
     double rows = 0.0;
     double cols = 0.0;
-    if (!scalar_number(node["rows"], rows) || !scalar_number(node["cols"], cols)) {
-      out.problem = "a matrix needs whole-number rows and cols";
+    if (!scalar_number(node["rows"], rows) || !scalar_number(node["cols"], cols) ||
+        !is_side(rows) || !is_side(cols)) {
+      out.problem = "a matrix needs whole-number rows and cols from 1 up";
       return;
     }
     if (!sequence_numbers(node["data"], out.values)) {

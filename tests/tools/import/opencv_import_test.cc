@@ -180,5 +180,17 @@ TEST(OpenCvImport, RefusesAMissingFile) {
   EXPECT_EQ(f.run(out), f.dir.file("missing.yml") + ": cannot be read (No such file or directory)");
 }
 
+TEST(OpenCvImport, RefusesAMatrixShapeThatIsNone) {
+  fixture f;
+  f.request.ir_rgb = {f.dir.write(
+      "odd.xml",
+      "<opencv_storage>\n<cameraMatrix2 type_id=\"opencv-matrix\"><rows>-3</rows><cols>-3</cols>"
+      "<data>1 0 0 0 1 0 0 0 1</data></cameraMatrix2></opencv_storage>")};
+  module_calibration out;
+  EXPECT_EQ(f.run(out),
+            f.request.ir_rgb[0] +
+                ":2: \"cameraMatrix2\": a matrix needs whole-number <rows> and <cols> from 1 up");
+}
+
 }  // namespace
 }  // namespace deflash_cli
