@@ -121,3 +121,23 @@ def test_update_multi_fb_d2c_refuses_an_unknown_focal_length():
         deflash.update_multi_fb_d2c(image, [(1.0, 51.0)])
     assert failure.value.code == -2
     assert failure.value.message == "input fb_set error"
+
+
+def test_update_multi_baseline_patches_the_entry_of_the_matching_focal_length():
+    image = deflash.calibration_image(module_dict(), [CLOSE, LONG], timestamp=1700000000)
+    focal = struct.unpack_from("<f", image, DEPTH_SECTION + DEPTH_ITEM + FOCAL_LENGTH_OFFSET)[0]
+    updated = deflash.update_multi_baseline(image, [(focal + 0.5, 48.25)])
+    assert struct.unpack_from("<f", updated, DEPTH_ITEM + BASELINE_OFFSET)[0] == 48.25
+
+
+def test_load_calibration_checks_as_the_tool_does(tmp_path):
+    assert deflash.load_calibration(os.path.join(MODULE, "calibration.json"))["rgb"]["fx"] == \
+        1381.46
+    bad = tmp_path / "bad.json"
+    bad.write_text('{"left_ir": 1}')
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.load_calibration(bad)
+    assert str(failure.value) == f'{bad}: "left_ir" must be an object'
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.load_calibration(tmp_path / "missing.json")
+    assert str(failure.value) == f"{tmp_path / 'missing.json'}: cannot be read (No such file or directory)"
