@@ -96,6 +96,13 @@ int calibration_inputs::load(const calibration_source_options& options) {
     if (!read_file_bytes(config, text, error)) return report_failure(kExitFailure, error);
   }
 
+  input_files_ = options.configs;
+  if (from_json) input_files_.push_back(options.calibration_json);
+  if (from_raw) input_files_.push_back(options.raw_calibration);
+  if (from_import) {
+    for (const std::string& file : import_input_files(options.import)) input_files_.push_back(file);
+  }
+
   configs_ = options.configs;
   const std::size_t count = configs_.size();
   config_list_.clear();
@@ -112,6 +119,11 @@ int calibration_inputs::load(const calibration_source_options& options) {
   list_.calib_temperature_num = static_cast<uint8_t>(count);
   list_.optional_section = nullptr;  // the optional fourth section is not asked for
   return kExitOk;
+}
+
+void add_force_option(CLI::App& command, output_options& options) {
+  command.add_flag("--force", options.force,
+                   "Write through a symbolic link at an output path to the file it names");
 }
 
 int report_failure(int exit_code, const std::string& line) {

@@ -12,6 +12,7 @@
 #include "calibration_json.h"
 #include "deflash.h"
 #include "import_options.h"
+#include "safe_output.h"
 
 namespace deflash_cli {
 
@@ -44,16 +45,23 @@ class calibration_inputs {
   int load(const calibration_source_options& options);
 
   const SocCalibFlashInput_S* list() const { return &list_; }
+  /// Every file the calibration and configurations were read from: no
+  /// output may replace one of them.
+  const std::vector<std::string>& input_files() const { return input_files_; }
   std::size_t config_count() const { return configs_.size(); }
 
  private:
   module_calibration calibration_;
   std::vector<std::string> configs_;
+  std::vector<std::string> input_files_;
   std::vector<const char*> config_list_;
   std::vector<const SocCalibParams_S*> params_list_;
   std::vector<const float*> temperature_list_;
   SocCalibFlashInput_S list_{};
 };
+
+/// Registers --force: write through a symbolic link at an output path.
+void add_force_option(CLI::App& command, output_options& options);
 
 /// Prints "deflash: <line>" on standard error (after what the library has
 /// printed on standard output) and returns `exit_code`.

@@ -276,12 +276,52 @@ std::string parser_message(const char* what) {
   return text == nullptr ? what : text + 2;
 }
 
+/// The calibration nests three levels deep; a document nested far deeper is
+/// no calibration, and the parser and the tree it builds would recurse once
+/// per level (a 200 KB file of brackets overflows the stack).
+constexpr int kMaxJsonDepth = 16;
+
+/// The deepest bracket nesting of `text` outside strings, stopping early
+/// once it passes `limit`.
+int json_depth(const std::string& text, int limit) {
+  int depth = 0;
+  int deepest = 0;
+  bool in_string = false;
+  bool escaped = false;
+  for (const char c : text) {
+    if (in_string) {
+      if (escaped) {
+        escaped = false;
+      } else if (c == '\\') {
+        escaped = true;
+      } else if (c == '"') {
+        in_string = false;
+      }
+      continue;
+    }
+    if (c == '"') {
+      in_string = true;
+    } else if (c == '{' || c == '[') {
+      if (++depth > deepest) deepest = depth;
+      if (deepest > limit) break;
+    } else if ((c == '}' || c == ']') && depth > 0) {
+      --depth;
+    }
+  }
+  return deepest;
+}
+
 }  // namespace
 
 bool parse_calibration_json(const std::string& text, const std::string& source,
                             module_calibration& out, std::string& error) {
   reader in(source);
   json root;
+  if (json_depth(text, kMaxJsonDepth) > kMaxJsonDepth) {
+    error = source + ": not a calibration: nested deeper than " + std::to_string(kMaxJsonDepth) +
+            " levels";
+    return false;
+  }
   auto finder = std::make_shared<duplicate_key_finder>();
   try {
     root = json::parse(text, [finder](int depth, json::parse_event_t event, json& parsed) {

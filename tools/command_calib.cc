@@ -11,9 +11,9 @@
 #include "calibration_inputs.h"
 #include "commands.h"
 #include "deflash.h"
-#include "file_io.h"
 #include "flash_page.h"
 #include "result_names.h"
+#include "safe_output.h"
 
 namespace deflash_cli {
 namespace {
@@ -34,6 +34,7 @@ struct calib_options {
   std::string raw_out;
   std::string timestamp;
   std::string serial;
+  output_options output;
 };
 
 /// Seconds since 1970 as plain decimal digits; 0 stamps the current time.
@@ -124,16 +125,19 @@ int run_calib(const calib_options& options) {
     raw_bytes = round_up_to_page(length);
   }
 
-  std::string error;
-  if (!write_file_bytes(options.out, image.data(), image.size(), error)) {
-    return report_failure(kExitFailure, error);
-  }
-  std::printf("wrote %s (%zu bytes)\n", options.out.c_str(), image.size());
+  // Both images or neither: a calibration image without the raw image it was
+  // made with would be flashed as if it were the whole job.
+  std::vector<output_file> outputs{{options.out, std::string(image.begin(), image.end())}};
   if (raw_bytes > 0) {
-    if (!write_file_bytes(options.raw_out, raw_image.data(), raw_bytes, error)) {
-      return report_failure(kExitFailure, error);
-    }
-    std::printf("wrote %s (%zu bytes)\n", options.raw_out.c_str(), raw_bytes);
+    outputs.push_back(
+        {options.raw_out, std::string(raw_image.begin(), raw_image.begin() + raw_bytes)});
+  }
+  std::string error;
+  if (!write_outputs(inputs.input_files(), outputs, options.output, error)) {
+    return report_failure(kExitUsage, error);
+  }
+  for (const output_file& output : outputs) {
+    std::printf("wrote %s (%zu bytes)\n", output.path.c_str(), output.bytes.size());
   }
   return kExitOk;
 }
@@ -151,6 +155,7 @@ void add_calib_command(CLI::App& app, int& exit_code) {
                       "Header time stamp, seconds since 1970 (default and 0: now)");
   command->add_option("--sn", options->serial,
                       "Module serial number: three parts of 16 hex digits, comma-separated");
+  add_force_option(*command, options->output);
   command->callback([options, &exit_code] { exit_code = run_calib(*options); });
 }
 

@@ -9,7 +9,7 @@
 #include "calibration_inputs.h"
 #include "commands.h"
 #include "import_options.h"
-#include "output_stand_in.h"
+#include "safe_output.h"
 #ifdef DEFLASH_WITH_IMPORT
 #include "calibration_json_writer.h"
 #endif
@@ -59,7 +59,7 @@ int run_calib_json(calib_json_options options) {
                                             (error.empty() ? "" : ": " + error));
   }
   if (!write_outputs(import_input_files(options.import), {{options.out, text}}, {}, error)) {
-    return report_failure(kExitFailure, error);
+    return report_failure(kExitUsage, error);
   }
   std::printf("wrote %s\n", options.out.c_str());
 #endif

@@ -9,6 +9,8 @@
 #include "calibration_inputs.h"
 #include "commands.h"
 #include "deflash.h"
+#include "file_io.h"
+#include "safe_output.h"
 
 namespace deflash_cli {
 namespace {
@@ -17,31 +19,30 @@ namespace {
 constexpr std::size_t kMaxConfigPathBytes = sizeof(de_config_files::d2c_config_path) - 1;
 constexpr std::size_t kMaxDpuFiles = 255;
 // What the library writes for a complete image.
-constexpr long kDeConfigImageBytes = 16384;
+constexpr std::size_t kDeConfigImageBytes = 16384;
 
 struct deconfig_options {
   std::vector<std::string> dpu;
   std::string d2c;
   std::string ir_pre;
   std::string out;
+  output_options output;
 };
-
-long file_size(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return -1;
-  std::fseek(file, 0, SEEK_END);
-  const long size = std::ftell(file);
-  std::fclose(file);
-  return size;
-}
 
 int run_deconfig(const deconfig_options& options) {
   if (options.dpu.size() > kMaxDpuFiles) {
     return report_failure(kExitUsage, "at most 255 --dpu files");
   }
-  for (const std::string* path : {&options.d2c, &options.ir_pre}) {
-    if (path->size() > kMaxConfigPathBytes) {
-      return report_failure(kExitUsage, *path + ": path longer than 255 characters");
+  std::vector<std::string> inputs = options.dpu;
+  inputs.push_back(options.d2c);
+  inputs.push_back(options.ir_pre);
+  for (const std::string& path : inputs) {
+    if (path.size() > kMaxConfigPathBytes) {
+      return report_failure(kExitUsage, path + ": path longer than 255 characters");
+    }
+    std::string error;
+    if (!check_input_file(path, kMaxTextInputBytes, error)) {
+      return report_failure(kExitUsage, error);
     }
   }
   auto files = std::make_unique<de_config_files>();
@@ -52,24 +53,29 @@ int run_deconfig(const deconfig_options& options) {
   std::memcpy(files->d2c_config_path, options.d2c.c_str(), options.d2c.size() + 1);
   std::memcpy(files->ir_pre_config_path, options.ir_pre.c_str(), options.ir_pre.size() + 1);
 
-  // The library leaves an empty file behind when a configuration fails (its
-  // hosts look for that); build into a scratch file and keep it only whole.
-  const std::string partial = options.out + ".partial";
-  if (!gen_depth_engine_config_flash_file_de(files.get(), partial.c_str())) {
-    return report_failure(kExitFailure, partial + ": cannot be written");
-  }
+  // The library writes the image to a path itself, and leaves an empty file
+  // behind when a configuration fails (its hosts look for that). It writes
+  // into a scratch file of our own; the target is replaced only by a whole
+  // image, through the same checks as every other output.
+  std::string error;
+  const std::string scratch = reserve_temporary(options.out, error);
+  if (scratch.empty()) return report_failure(kExitUsage, error);
+  const bool built = gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str());
   std::fflush(stdout);
-  if (file_size(partial) != kDeConfigImageBytes) {
-    std::remove(partial.c_str());
+  std::string image;
+  const bool read_back = built && read_file_bytes(scratch, image, error, kDeConfigImageBytes);
+  std::remove(scratch.c_str());
+  if (!built) return report_failure(kExitUsage, options.out + ": cannot be written");
+  if (!read_back) return report_failure(kExitUsage, error);
+  if (image.size() != kDeConfigImageBytes) {
     return report_failure(kExitFailure,
                           "depth-engine configuration image not built: a configuration file was "
                           "rejected (see the messages above)");
   }
-  if (std::rename(partial.c_str(), options.out.c_str()) != 0) {
-    std::remove(partial.c_str());
-    return report_failure(kExitFailure, options.out + ": cannot be written");
+  if (!write_outputs(inputs, {{options.out, image}}, options.output, error)) {
+    return report_failure(kExitUsage, error);
   }
-  std::printf("wrote %s (%ld bytes)\n", options.out.c_str(), kDeConfigImageBytes);
+  std::printf("wrote %s (%zu bytes)\n", options.out.c_str(), image.size());
   return kExitOk;
 }
 
@@ -79,16 +85,13 @@ void add_deconfig_command(CLI::App& app, int& exit_code) {
   auto options = std::make_shared<deconfig_options>();
   CLI::App* command = app.add_subcommand(
       "deconfig", "Build the depth-engine configuration image (DPU modes, D2C and IR groups)");
-  command->add_option("--dpu", options->dpu, "DPU input configuration file, one per camera mode")
-      ->check(CLI::ExistingFile);
-  command->add_option("--d2c", options->d2c, "D2C configuration groups file")
-      ->required()
-      ->check(CLI::ExistingFile);
+  command->add_option("--dpu", options->dpu, "DPU input configuration file, one per camera mode");
+  command->add_option("--d2c", options->d2c, "D2C configuration groups file")->required();
   command->add_option("--ir-pre", options->ir_pre, "IR pre-ISP configuration groups file")
-      ->required()
-      ->check(CLI::ExistingFile);
+      ->required();
   command->add_option("--out", options->out, "Depth-engine configuration image to write")
       ->required();
+  add_force_option(*command, options->output);
   command->callback([options, &exit_code] { exit_code = run_deconfig(*options); });
 }
 

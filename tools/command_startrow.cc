@@ -8,9 +8,9 @@
 #include "calibration_inputs.h"
 #include "commands.h"
 #include "deflash.h"
-#include "file_io.h"
 #include "flash_page.h"
 #include "result_names.h"
+#include "safe_output.h"
 
 namespace deflash_cli {
 namespace {
@@ -31,6 +31,7 @@ constexpr std::size_t kMaxStartRowEntryBytes =
 struct startrow_options {
   calibration_source_options source;
   std::string out;
+  output_options output;
 };
 
 int run_startrow(const startrow_options& options) {
@@ -57,8 +58,10 @@ int run_startrow(const startrow_options& options) {
   // laying out the section, so the page tail reads as erased flash.
   const std::size_t bytes = round_up_to_page(length);
   std::string error;
-  if (!write_file_bytes(options.out, image.data(), bytes, error)) {
-    return report_failure(kExitFailure, error);
+  if (!write_outputs(inputs.input_files(),
+                     {{options.out, std::string(image.begin(), image.begin() + bytes)}},
+                     options.output, error)) {
+    return report_failure(kExitUsage, error);
   }
   std::printf("wrote %s (%zu bytes)\n", options.out.c_str(), bytes);
   return kExitOk;
@@ -72,6 +75,7 @@ void add_startrow_command(CLI::App& app, int& exit_code) {
       "startrow", "Build the start-row image of a module for one or more camera modes");
   add_calibration_source_options(*command, options->source);
   command->add_option("--out", options->out, "Start-row image file to write")->required();
+  add_force_option(*command, options->output);
   command->callback([options, &exit_code] { exit_code = run_startrow(*options); });
 }
 

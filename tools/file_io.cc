@@ -1,5 +1,8 @@
-// Whole-file reads and writes of the tool.
+// Bounded whole-file reads of the tool.
 #include "file_io.h"
+
+#include <sys/stat.h>
+#include <sys/types.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -8,50 +11,71 @@
 namespace deflash_cli {
 namespace {
 
-std::string failure(const std::string& path, const char* what, int error_number) {
-  return path + ": cannot be " + what + " (" + std::strerror(error_number) + ")";
+std::string cannot_read(const std::string& path, const std::string& reason) {
+  return path + ": cannot be read (" + reason + ")";
 }
 
 }  // namespace
 
-bool read_file_bytes(const std::string& path, std::string& bytes, std::string& error) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    error = failure(path, "read", errno);
+bool check_input_file(const std::string& path, std::size_t max_bytes, std::string& error) {
+  if (path.empty()) {
+    error = "an input path is empty";
     return false;
   }
-  bytes.clear();
-  char chunk[4096];
-  std::size_t got = 0;
-  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) bytes.append(chunk, got);
-  // A directory opens fine on some systems and only fails here (EISDIR).
-  const bool failed = std::ferror(file) != 0;
-  const int read_errno = errno;
-  std::fclose(file);
-  if (failed) {
-    error = failure(path, "read", read_errno);
+#ifdef _WIN32
+  struct _stat64 st {};
+  const int status = _stat64(path.c_str(), &st);
+#else
+  struct stat st {};
+  const int status = ::stat(path.c_str(), &st);
+#endif
+  if (status != 0) {
+    error = cannot_read(path, std::strerror(errno));
+    return false;
+  }
+  if ((st.st_mode & S_IFMT) == S_IFDIR) {
+    error = cannot_read(path, "it is a folder");
+    return false;
+  }
+  if ((st.st_mode & S_IFMT) != S_IFREG) {
+    error = cannot_read(path, "not a regular file");
+    return false;
+  }
+  if (static_cast<unsigned long long>(st.st_size) > max_bytes) {
+    error = cannot_read(path, std::to_string(static_cast<long long>(st.st_size)) +
+                                  " bytes, more than the " + std::to_string(max_bytes) +
+                                  " this kind of file may have");
     return false;
   }
   return true;
 }
 
-bool write_file_bytes(const std::string& path, const uint8_t* data, std::size_t size,
-                      std::string& error) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
+bool read_file_bytes(const std::string& path, std::string& bytes, std::string& error,
+                     std::size_t max_bytes) {
+  if (!check_input_file(path, max_bytes, error)) return false;
+  std::FILE* file = std::fopen(path.c_str(), "rb");
   if (file == nullptr) {
-    error = failure(path, "written", errno);
+    error = cannot_read(path, std::strerror(errno));
     return false;
   }
-  bool ok = std::fwrite(data, 1, size, file) == size;
-  int write_errno = errno;
-  // A full disk often shows only when the buffered tail is flushed.
-  if (std::fclose(file) != 0 && ok) {
-    ok = false;
-    write_errno = errno;
+  bytes.clear();
+  char chunk[4096];
+  std::size_t got = 0;
+  // The size was checked before opening; a file that grows meanwhile is
+  // still cut at the limit instead of filling memory.
+  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
+    if (bytes.size() + got > max_bytes) {
+      std::fclose(file);
+      error = cannot_read(path, "it grew past " + std::to_string(max_bytes) + " bytes while read");
+      return false;
+    }
+    bytes.append(chunk, got);
   }
-  if (!ok) {
-    std::remove(path.c_str());
-    error = failure(path, "written", write_errno);
+  const bool failed = std::ferror(file) != 0;
+  const int read_errno = errno;
+  std::fclose(file);
+  if (failed) {
+    error = cannot_read(path, std::strerror(read_errno));
     return false;
   }
   return true;

@@ -127,8 +127,8 @@ TEST(CalibJsonCommand, NeverOverwritesAnInput) {
   std::vector<std::string> args = {"calib-json"};
   args.insert(args.end(), kOpenCv.begin(), kOpenCv.end());
   const tool_run run = run_tool(args, {"--temperatures", kTemperatures, "--out", xml});
-  EXPECT_EQ(run.exit_code, 1);
-  EXPECT_EQ(run.err, "deflash: " + xml + ": cannot be written (it is an input)\n");
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_EQ(run.err, "deflash: " + xml + ": cannot be written (it is the input " + xml + ")\n");
   EXPECT_EQ(text_of(xml), before);
 }
 

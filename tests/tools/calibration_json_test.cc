@@ -379,7 +379,7 @@ TEST(CalibrationJson, ReportsADirectory) {
   module_calibration calibration;
   std::string error;
   ASSERT_FALSE(read_calibration_json(dir.path(), calibration, error));
-  EXPECT_EQ(error, dir.path() + ": cannot be read (Is a directory)");
+  EXPECT_EQ(error, dir.path() + ": cannot be read (it is a folder)");
 }
 
 TEST(CalibrationJson, ReadsTheExampleModule) {

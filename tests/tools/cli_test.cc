@@ -407,7 +407,7 @@ TEST(CalibCommand, ReportsAnOutputFileThatCannotBeWritten) {
   const std::string out = dir.file("missing/calib.bin");
   const tool_run run = run_tool(
       {"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--out", out});
-  EXPECT_EQ(run.exit_code, kExitFailure);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: " + out + ": cannot be written (No such file or directory)\n");
 }
 
