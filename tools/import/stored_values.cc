@@ -15,9 +15,6 @@
 namespace deflash_cli {
 namespace {
 
-/// A calibration file is a few kilobytes; anything above this is not one.
-constexpr std::size_t kMaxCalibrationFileBytes = 1 << 20;
-
 /// Whole-text number: "1.5", "-2e-3", "0."; never "inf", "nan" or "1x".
 bool parse_number(const std::string& text, double& out) {
   if (text.empty()) return false;
@@ -132,13 +129,7 @@ std::string stored_value::where(const std::string& key) const {
 }
 
 bool read_calibration_text(const std::string& path, std::string& text, std::string& error) {
-  if (!read_file_bytes(path, text, error)) return false;
-  if (text.size() > kMaxCalibrationFileBytes) {
-    error = path + ": is " + std::to_string(text.size()) +
-            " bytes; a calibration file is at most 1048576";
-    return false;
-  }
-  return true;
+  return read_file_bytes(path, text, error, kMaxTextInputBytes);
 }
 
 bool parse_yaml(const std::string& text, const std::string& path, YAML::Node& out,

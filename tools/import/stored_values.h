@@ -32,8 +32,8 @@ struct stored_value {
 
 using stored_values = std::map<std::string, stored_value>;
 
-/// Reads a calibration file into its text: regular, at most 1 MiB (a
-/// calibration is a few kilobytes; the cap stops a wrong file early).
+/// Reads a calibration file into its text, within the tool's bound on text
+/// inputs (a regular file of at most kMaxTextInputBytes).
 bool read_calibration_text(const std::string& path, std::string& text, std::string& error);
 
 /// Reads the top-level entries of an OpenCV FileStorage file (YAML with its
