@@ -10,6 +10,7 @@
 
 #include "commands.h"
 #include "file_io.h"
+#include "plausibility.h"
 
 namespace deflash_cli {
 namespace {
@@ -33,7 +34,10 @@ void add_calibration_source_options(CLI::App& command, calibration_source_option
                   "Calibration configuration INI file; repeat for each camera mode")
       ->required();
   command.add_flag("--verbose", options.verbose,
-                   "Also print the library's log messages on standard error");
+                   "Also print the library's console lines and log messages on standard error");
+  command.add_flag("--quiet", options.quiet, "Print nothing but the final error line");
+  command.add_flag("--allow-implausible", options.allow_implausible,
+                   "Let values the library accepts but no real module has pass, as warnings");
 }
 
 int calibration_inputs::load(const calibration_source_options& options) {
@@ -68,6 +72,13 @@ int calibration_inputs::load(const calibration_source_options& options) {
   }
 
   std::string error;
+  // An unreadable file is an I/O error (2); a file that reads but holds no
+  // valid calibration is rejected input (1).
+  for (const std::string* path : {&options.calibration_json, &options.raw_calibration}) {
+    if (!path->empty() && !check_input_file(*path, kMaxTextInputBytes, error)) {
+      return report_failure(kExitUsage, error);
+    }
+  }
   calibration_ = module_calibration{};
   if (from_raw || from_import) {
     if (!parse_temperatures(options.temperatures, calibration_.temperatures)) {
@@ -89,11 +100,26 @@ int calibration_inputs::load(const calibration_source_options& options) {
     return report_failure(kExitFailure, error);
   }
 
+  // Impossible cameras would still make an image the library accepts.
+  const std::string source = from_json  ? options.calibration_json
+                             : from_raw ? options.raw_calibration
+                                        : "imported calibration";
+  std::vector<config_problem> problems;
+  for (const implausible_value& value : check_calibration(calibration_)) {
+    problems.push_back({source + ": " + value.field, value.what, true, false});
+  }
   // The library takes a string that names no readable file as INI text, so
-  // a mistyped path would surface as a confusing configuration error.
+  // a mistyped path would surface as a confusing configuration error; the
+  // tool reads each file first and checks it with the library's own reader.
   for (const std::string& config : options.configs) {
     std::string text;
-    if (!read_file_bytes(config, text, error)) return report_failure(kExitFailure, error);
+    if (!read_file_bytes(config, text, error)) return report_failure(kExitUsage, error);
+    const config_check check = check_config_text(config, text, config_kind::calib, &calibration_);
+    problems.insert(problems.end(), check.problems.begin(), check.problems.end());
+  }
+  if (const int status = report_problems(problems, options.allow_implausible, options.quiet);
+      status != kExitOk) {
+    return status;
   }
 
   input_files_ = options.configs;
@@ -124,6 +150,26 @@ int calibration_inputs::load(const calibration_source_options& options) {
 void add_force_option(CLI::App& command, output_options& options) {
   command.add_flag("--force", options.force,
                    "Write through a symbolic link at an output path to the file it names");
+}
+
+int report_problems(const std::vector<config_problem>& problems, bool allow_implausible,
+                    bool quiet) {
+  std::fflush(stdout);
+  int status = kExitOk;
+  for (const config_problem& problem : problems) {
+    const bool warning = problem.warning || (problem.implausible && allow_implausible);
+    if (warning) {
+      if (!quiet) {
+        std::fprintf(stderr, "deflash: warning: %s: %s\n", problem.where.c_str(),
+                     problem.what.c_str());
+      }
+      continue;
+    }
+    std::fprintf(stderr, "deflash: %s: %s%s\n", problem.where.c_str(), problem.what.c_str(),
+                 problem.implausible ? " (--allow-implausible lets it pass)" : "");
+    status = kExitFailure;
+  }
+  return status;
 }
 
 int report_failure(int exit_code, const std::string& line) {

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "calibration_json.h"
+#include "config_check.h"
+#include "console_capture.h"
 #include "deflash.h"
 #include "import_options.h"
 #include "safe_output.h"
@@ -24,6 +26,13 @@ struct calibration_source_options {
   import_options import;
   std::vector<std::string> configs;
   bool verbose = false;
+  bool quiet = false;
+  /// Lets values the library accepts but no real module has pass as warnings.
+  bool allow_implausible = false;
+
+  verbosity level() const {
+    return verbose ? verbosity::verbose : quiet ? verbosity::quiet : verbosity::normal;
+  }
 };
 
 /// Registers --calibration, --raw-calibration, the import options,
@@ -59,6 +68,13 @@ class calibration_inputs {
   std::vector<const float*> temperature_list_;
   SocCalibFlashInput_S list_{};
 };
+
+/// Prints each problem as "deflash: <where>: <what>" on standard error
+/// (warnings as "deflash: warning: ..."), implausible values as warnings
+/// when `allow_implausible`; warnings are dropped when `quiet`. Returns
+/// kExitFailure when any problem is left standing, else kExitOk.
+int report_problems(const std::vector<config_problem>& problems, bool allow_implausible,
+                    bool quiet);
 
 /// Registers --force: write through a symbolic link at an output path.
 void add_force_option(CLI::App& command, output_options& options);

@@ -24,6 +24,9 @@ namespace {
 constexpr std::size_t kRawSectionHeaderBytes = 60;
 constexpr std::size_t kRawItemBytes = 6288;
 
+/// Seconds since 1970 that a section header's 32-bit field can hold.
+constexpr int64_t kMaxTimestamp = 0xFFFFFFFFll;
+
 /// Serial number: three 8-byte parts.
 constexpr std::size_t kSerialParts = 3;
 constexpr std::size_t kSerialPartBytes = 8;
@@ -34,6 +37,7 @@ struct calib_options {
   std::string raw_out;
   std::string timestamp;
   std::string serial;
+  bool serial_given = false;
   output_options output;
 };
 
@@ -81,8 +85,14 @@ int run_calib(const calib_options& options) {
     return report_failure(kExitUsage, "--timestamp \"" + options.timestamp +
                                           "\" must be a non-negative whole number of seconds");
   }
+  // The section headers keep the low 32 bits: 2^32 would read as 1970.
+  if (timestamp > kMaxTimestamp) {
+    return report_failure(kExitUsage, "--timestamp " + options.timestamp +
+                                          " does not fit the headers' 32-bit time stamp (at "
+                                          "most 4294967295)");
+  }
   uint8_t serial[kSerialParts][kSerialPartBytes] = {};
-  const bool has_serial = !options.serial.empty();
+  const bool has_serial = options.serial_given;
   if (has_serial && !parse_serial(options.serial, serial)) {
     return report_failure(kExitUsage, "--sn \"" + options.serial +
                                           "\" must be three parts of 16 hex digits, "
@@ -105,9 +115,15 @@ int run_calib(const calib_options& options) {
   }
 
   const auto log = library_log(options.source.verbose);
+  console_capture console;
   const int result = gen_soc_calib_flash_param_de(
       inputs.list(), image.data(), log.get(), static_cast<int>(image.size()), timestamp,
       raw_image.empty() ? nullptr : raw_image.data(), static_cast<int>(raw_image.size()));
+  std::string console_out;
+  std::string console_err;
+  console.finish(console_out, console_err);
+  show_library_console(console_out, console_err, options.source.level(),
+                       result != DRIVER_HELPER_OK);
   if (result != DRIVER_HELPER_OK) {
     return report_failure(kExitFailure,
                           "calibration image not built: result " + describe_result(result));
@@ -153,10 +169,14 @@ void add_calib_command(CLI::App& app, int& exit_code) {
   command->add_option("--raw-out", options->raw_out, "Also write the raw-calibration image");
   command->add_option("--timestamp", options->timestamp,
                       "Header time stamp, seconds since 1970 (default and 0: now)");
-  command->add_option("--sn", options->serial,
-                      "Module serial number: three parts of 16 hex digits, comma-separated");
+  CLI::Option* serial =
+      command->add_option("--sn", options->serial,
+                          "Module serial number: three parts of 16 hex digits, comma-separated");
   add_force_option(*command, options->output);
-  command->callback([options, &exit_code] { exit_code = run_calib(*options); });
+  command->callback([options, serial, &exit_code] {
+    options->serial_given = serial->count() > 0;
+    exit_code = run_calib(*options);
+  });
 }
 
 }  // namespace deflash_cli

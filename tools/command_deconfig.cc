@@ -27,6 +27,8 @@ struct deconfig_options {
   std::string ir_pre;
   std::string out;
   output_options output;
+  bool verbose = false;
+  bool quiet = false;
 };
 
 int run_deconfig(const deconfig_options& options) {
@@ -40,10 +42,22 @@ int run_deconfig(const deconfig_options& options) {
     if (path.size() > kMaxConfigPathBytes) {
       return report_failure(kExitUsage, path + ": path longer than 255 characters");
     }
+  }
+  // The library skips a DPU file without a [mode] section without a word and
+  // reads any INI as any kind: check each file is what its option says.
+  std::vector<config_problem> problems;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    const config_kind kind = i < options.dpu.size()    ? config_kind::dpu
+                             : i == options.dpu.size() ? config_kind::d2c
+                                                       : config_kind::ir_pre;
+    std::string text;
     std::string error;
-    if (!check_input_file(path, kMaxTextInputBytes, error)) {
-      return report_failure(kExitUsage, error);
-    }
+    if (!read_file_bytes(inputs[i], text, error)) return report_failure(kExitUsage, error);
+    const config_check check = check_config_text(inputs[i], text, kind, nullptr);
+    problems.insert(problems.end(), check.problems.begin(), check.problems.end());
+  }
+  if (const int status = report_problems(problems, false, options.quiet); status != kExitOk) {
+    return status;
   }
   auto files = std::make_unique<de_config_files>();
   std::vector<const char*> dpu_paths;
@@ -60,17 +74,25 @@ int run_deconfig(const deconfig_options& options) {
   std::string error;
   const std::string scratch = reserve_temporary(options.out, error);
   if (scratch.empty()) return report_failure(kExitUsage, error);
+  console_capture console;
   const bool built = gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str());
-  std::fflush(stdout);
+  std::string console_out;
+  std::string console_err;
+  console.finish(console_out, console_err);
   std::string image;
   const bool read_back = built && read_file_bytes(scratch, image, error, kDeConfigImageBytes);
   std::remove(scratch.c_str());
+  const verbosity level = options.verbose ? verbosity::verbose
+                          : options.quiet ? verbosity::quiet
+                                          : verbosity::normal;
+  show_library_console(console_out, console_err, level,
+                       !built || image.size() != kDeConfigImageBytes);
   if (!built) return report_failure(kExitUsage, options.out + ": cannot be written");
   if (!read_back) return report_failure(kExitUsage, error);
   if (image.size() != kDeConfigImageBytes) {
     return report_failure(kExitFailure,
-                          "depth-engine configuration image not built: a configuration file was "
-                          "rejected (see the messages above)");
+                          "depth-engine configuration image not built: the library rejected a "
+                          "configuration file");
   }
   if (!write_outputs(inputs, {{options.out, image}}, options.output, error)) {
     return report_failure(kExitUsage, error);
@@ -92,6 +114,9 @@ void add_deconfig_command(CLI::App& app, int& exit_code) {
   command->add_option("--out", options->out, "Depth-engine configuration image to write")
       ->required();
   add_force_option(*command, options->output);
+  command->add_flag("--verbose", options->verbose,
+                    "Also print the library's console lines on standard error");
+  command->add_flag("--quiet", options->quiet, "Print nothing but the final error line");
   command->callback([options, &exit_code] { exit_code = run_deconfig(*options); });
 }
 

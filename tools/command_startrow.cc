@@ -41,8 +41,14 @@ int run_startrow(const startrow_options& options) {
   std::vector<uint8_t> image(
       round_up_to_page(kStartRowHeaderBytes + inputs.config_count() * kMaxStartRowEntryBytes));
   const auto log = library_log(options.source.verbose);
+  console_capture console;
   const int result = gen_soc_start_row_param_de(inputs.list(), image.data(), log.get(),
                                                 static_cast<int>(image.size()));
+  std::string console_out;
+  std::string console_err;
+  console.finish(console_out, console_err);
+  show_library_console(console_out, console_err, options.source.level(),
+                       result != DRIVER_HELPER_OK);
   if (result != DRIVER_HELPER_OK) {
     return report_failure(kExitFailure,
                           "start-row image not built: result " + describe_result(result));

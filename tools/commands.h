@@ -7,12 +7,11 @@
 
 namespace deflash_cli {
 
-/// Exit codes of the tool: the library reported a failure, or a file could
-/// not be read or written. (Mistakes CLI11 itself catches exit with its codes,
-/// 100 and up.)
+/// Exit codes of the tool. 0: done. 1: input rejected (by the library or
+/// by the tool's own checks) or a verification failed. 2: usage or I/O
+/// error (a bad option, a file that cannot be read or written).
 constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
-/// An option value the tool itself checks is malformed or options conflict.
 constexpr int kExitUsage = 2;
 
 void add_version_command(CLI::App& app, int& exit_code);

@@ -1,15 +1,18 @@
 // deflash: writes a depth camera module's calibration into its flash images.
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
 
 #include "commands.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+/// Parses the command line and runs the chosen command. Command-line
+/// mistakes exit 2 with one line, like every other usage error.
+int run(int argc, char** argv) {
   CLI::App app{"deflash: depth-engine flash images from stereo camera calibration"};
   app.require_subcommand(1);
-  // Command-line mistakes read as one line, like every other failure.
-  app.failure_message([](const CLI::App*, const CLI::Error& e) {
-    return std::string("deflash: ") + e.what() + "\n";
-  });
   int exit_code = deflash_cli::kExitOk;
   deflash_cli::add_version_command(app, exit_code);
   deflash_cli::add_check_config_command(app, exit_code);
@@ -17,6 +20,39 @@ int main(int argc, char** argv) {
   deflash_cli::add_startrow_command(app, exit_code);
   deflash_cli::add_deconfig_command(app, exit_code);
   deflash_cli::add_calib_json_command(app, exit_code);
-  CLI11_PARSE(app, argc, argv);
+  if (argc <= 1) {
+    std::fputs(app.help().c_str(), stdout);
+    return deflash_cli::kExitUsage;
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "deflash: %s\n", e.what());
+    return deflash_cli::kExitUsage;
+  }
   return exit_code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Nothing may end the tool without a line saying why.
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fflush(stdout);
+    std::fputs("deflash: out of memory\n", stderr);
+  } catch (const std::exception& e) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "deflash: internal error: %s\n", e.what());
+  } catch (...) {
+    std::fflush(stdout);
+    std::fputs("deflash: internal error\n", stderr);
+  }
+  return deflash_cli::kExitUsage;
 }

@@ -137,7 +137,7 @@ TEST(CalibJsonCommand, AsksForTheTemperatures) {
   std::vector<std::string> args = {"calib-json"};
   args.insert(args.end(), kOpenCv.begin(), kOpenCv.end());
   const tool_run run = run_tool(args, {"--out", dir.file("m.json")});
-  EXPECT_EQ(run.exit_code, 106);
+  EXPECT_EQ(run.exit_code, 2);
   EXPECT_EQ(run.err, "deflash: --temperatures is required\n");
 }
 

@@ -26,8 +26,6 @@ const std::string kLongConfig = kExampleModule + "/calib_long.ini";
 // combination is wrong; CLI11's code for a missing required option.
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
-constexpr int kExitRequired = 106;
-constexpr int kExitUnexpectedArgument = 109;
 
 const std::string kSerial = "0011223344556677,8899AABBCCDDEEFF,0123456789ABCDEF";
 const std::vector<uint8_t> kSerialBytes = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77,
@@ -173,7 +171,7 @@ TEST(CalibCommand, ReportsAMissingCalibrationFile) {
   const std::string path = dir.file("absent.json");
   const tool_run run = run_tool(
       {"calib", "--calibration", path, "--config", kCloseConfig, "--out", dir.file("c.bin")});
-  EXPECT_EQ(run.exit_code, kExitFailure);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: " + path + ": cannot be read (No such file or directory)\n");
 }
 
@@ -203,14 +201,14 @@ TEST(CalibCommand, ReportsAMissingConfiguration) {
   const std::string config = dir.file("absent.ini");
   const tool_run run = run_tool({"calib", "--calibration", kExampleCalibration, "--config",
                                  kCloseConfig, "--config", config, "--out", dir.file("c.bin")});
-  EXPECT_EQ(run.exit_code, kExitFailure);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: " + config + ": cannot be read (No such file or directory)\n");
 }
 
 TEST(CalibCommand, RequiresAnOutputFile) {
   const tool_run run =
       run_tool({"calib", "--calibration", kExampleCalibration, "--config", kCloseConfig});
-  EXPECT_EQ(run.exit_code, kExitRequired);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: --out is required\n");
 }
 
@@ -218,7 +216,7 @@ TEST(CalibCommand, RequiresAConfiguration) {
   temp_dir dir;
   const tool_run run =
       run_tool({"calib", "--calibration", kExampleCalibration, "--out", dir.file("c.bin")});
-  EXPECT_EQ(run.exit_code, kExitRequired);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: --config is required\n");
 }
 
@@ -244,7 +242,7 @@ TEST(StartrowCommand, ReportsTheKeyAtFaultInTheCalibration) {
 TEST(StartrowCommand, RequiresAnOutputFile) {
   const tool_run run =
       run_tool({"startrow", "--calibration", kExampleCalibration, "--config", kCloseConfig});
-  EXPECT_EQ(run.exit_code, kExitRequired);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: --out is required\n");
 }
 
@@ -253,7 +251,7 @@ TEST(StartrowCommand, TakesNoTimestamp) {
   const tool_run run =
       run_tool({"startrow", "--calibration", kExampleCalibration, "--config", kCloseConfig, "--out",
                 dir.file("s.bin"), "--timestamp", "1700000000"});
-  EXPECT_EQ(run.exit_code, kExitUnexpectedArgument);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err,
             "deflash: The following arguments were not expected: 1700000000 --timestamp\n");
   EXPECT_FALSE(file_exists(dir.file("s.bin")));
@@ -388,9 +386,20 @@ TEST(CalibCommand, ForwardsLibraryMessagesWhenVerbose) {
   EXPECT_NE(run.err.find("deflash: input config params is file path\n"), std::string::npos);
 }
 
+/// The example configuration with a positive baseline: the tool's checks
+/// accept either sign, the library's measured-baseline check refuses it.
+std::string baseline_of_wrong_sign() {
+  const std::vector<uint8_t> bytes = read_file(kCloseConfig);
+  std::string text(bytes.begin(), bytes.end());
+  const std::string from = "baseline = -50";
+  const std::size_t at = text.find(from);
+  if (at != std::string::npos) text.replace(at, from.size(), "baseline = 50");
+  return text;
+}
+
 TEST(CalibCommand, ReportsTheLibraryResultAndWritesNothing) {
   temp_dir dir;
-  const std::string config = dir.write("empty.ini", "");
+  const std::string config = dir.write("wrong_sign.ini", baseline_of_wrong_sign());
   const std::string out = dir.file("calib.bin");
   const tool_run run =
       run_tool({"calib", "--calibration", kExampleCalibration, "--config", config, "--out", out});
@@ -444,7 +453,7 @@ TEST(StartrowCommand, WritesOnePageMultipleForOneMode) {
 
 TEST(StartrowCommand, ReportsTheLibraryResultAndWritesNothing) {
   temp_dir dir;
-  const std::string config = dir.write("empty.ini", "");
+  const std::string config = dir.write("wrong_sign.ini", baseline_of_wrong_sign());
   const std::string out = dir.file("startrow.bin");
   const tool_run run = run_tool(
       {"startrow", "--calibration", kExampleCalibration, "--config", config, "--out", out});
@@ -499,26 +508,51 @@ TEST(DeconfigCommand, WritesTheGoldenImageOfTheExampleModule) {
   EXPECT_TRUE(read_file(out) == golden);
 }
 
-TEST(DeconfigCommand, ReportsARejectedConfigurationAndWritesNothing) {
+TEST(DeconfigCommand, ChecksTheGroupCountBeforeTheLibrary) {
   temp_dir dir;
   const std::string d2c = dir.write("d2c.ini", "[basic]\nnum = 101\nversion = 1.0\n");
   const std::string out = dir.file("deconfig.bin");
   const tool_run run = run_tool(
       {"deconfig", "--d2c", d2c, "--ir-pre", kExampleModule + "/ir_pre.ini", "--out", out});
   EXPECT_EQ(run.exit_code, kExitFailure);
-  EXPECT_EQ(run.out, "error: load_input_configs, path=" + d2c +
-                         " \nerror: convert d2c configs failed \n");
-  EXPECT_EQ(run.err,
-            "Number of d2c cofiguration not supported\n"
-            "deflash: depth-engine configuration image not built: a configuration file was "
-            "rejected (see the messages above)\n");
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err, "deflash: " + d2c + ":2: num: 101 is outside 1 to 100\n");
   EXPECT_FALSE(file_exists(out));
-  EXPECT_FALSE(file_exists(out + ".partial"));
+}
+
+TEST(DeconfigCommand, SummarisesARejectedConfigurationAndWritesNothing) {
+  temp_dir dir;
+  const std::vector<uint8_t> example = read_file(kExampleModule + "/d2c.ini");
+  std::string text(example.begin(), example.end());
+  text.replace(text.find("res_rgb = {1920,1080}"), 21, "res_rgb = {1920}");
+  const std::string d2c = dir.write("d2c.ini", text);
+  const std::string out = dir.write("deconfig.bin", "previous image");
+  const tool_run run = run_tool(
+      {"deconfig", "--d2c", d2c, "--ir-pre", kExampleModule + "/ir_pre.ini", "--out", out});
+  EXPECT_EQ(run.exit_code, kExitFailure);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "deflash: library: string to arrary res_rgb error\n"
+            "deflash: depth-engine configuration image not built: the library rejected a "
+            "configuration file\n");
+  const std::vector<uint8_t> kept = read_file(out);
+  EXPECT_EQ(std::string(kept.begin(), kept.end()), "previous image");
+}
+
+TEST(DeconfigCommand, ShowsTheLibraryLinesWhenVerbose) {
+  temp_dir dir;
+  const std::string d2c = dir.write("d2c.ini", "[basic]\nnum = 1\nversion = 1.0\n[group1]\n"
+                                               "desc = x\nres_rgb = {1920}\n");
+  const tool_run run = run_tool({"deconfig", "--verbose", "--d2c", d2c, "--ir-pre",
+                                 kExampleModule + "/ir_pre.ini", "--out", dir.file("de.bin")});
+  EXPECT_EQ(run.exit_code, kExitFailure);
+  EXPECT_NE(run.err.find("error: load_input_configs, path=" + d2c + " \n"), std::string::npos)
+      << run.err;
 }
 
 TEST(DeconfigCommand, RequiresTheGroupFiles) {
   temp_dir dir;
   const tool_run run = run_tool({"deconfig", "--out", dir.file("deconfig.bin")});
-  EXPECT_EQ(run.exit_code, kExitRequired);
+  EXPECT_EQ(run.exit_code, kExitUsage);
   EXPECT_EQ(run.err, "deflash: --d2c is required\n");
 }
