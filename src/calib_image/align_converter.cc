@@ -28,9 +28,7 @@ constexpr int32_t kPolyDistortionModel = 5;
 
 // The register functions log through a (ctx, fn) pair; ours carries the
 // host's std::function as the context.
-void forward_to_callback(void* ctx, const char* msg) {
-  (*static_cast<log_callback*>(ctx))(msg);
-}
+void forward_to_callback(void* ctx, const char* msg) { (*static_cast<log_callback*>(ctx))(msg); }
 
 struct log_pair {
   void* ctx;
@@ -40,6 +38,20 @@ struct log_pair {
 log_pair pair_for(log_callback* log) {
   if (log == nullptr) return {nullptr, nullptr};
   return {log, forward_to_callback};
+}
+
+// Scaled sizes beyond this cannot be cropped by two 16-bit chops without
+// leaving the 32-bit range of the camera record's size fields.
+constexpr double kMaxScaledSide = 1073741824.0;  // 2^30
+
+/// False, before anything is changed, when `src_img_scale` is not finite or
+/// would take the camera's size out of the range its integer fields and the
+/// chop arithmetic can hold.
+bool scale_fits(const CalibrateCamera_S& camera, float scale) {
+  const double width = static_cast<double>(static_cast<float>(camera.width) * scale);
+  const double height = static_cast<double>(static_cast<float>(camera.height) * scale);
+  return std::isfinite(scale) && std::fabs(width) <= kMaxScaledSide &&
+         std::fabs(height) <= kMaxScaledSide;
 }
 
 void scale_and_crop(CalibrateCamera_S& camera, const deflash::calib_input_config& config) {
@@ -119,10 +131,9 @@ int set_camera_registers(int32_t cam_id, const soc_convert::DeStereoRectifyParam
   const bool target = cam_id == CAMERA_ID_TARGET;
   const log_pair pair = pair_for(log);
   const uint32_t result = soc_set_rectify_params_brown(
-      cam_id, target ? &r.intrinsic_L : &r.intrinsic_R,
-      target ? r.distortion_L : r.distortion_R, target ? r.rotation_L : r.rotation_R,
-      target ? &r.virtual_L : &r.virtual_R, config.rectify_start_rows_buff_reserved, pair.ctx,
-      pair.fn);
+      cam_id, target ? &r.intrinsic_L : &r.intrinsic_R, target ? r.distortion_L : r.distortion_R,
+      target ? r.rotation_L : r.rotation_R, target ? &r.virtual_L : &r.virtual_R,
+      config.rectify_start_rows_buff_reserved, pair.ctx, pair.fn);
   if (result == 0) return 0;
   const char* message = target ? "soc_set_rectify_params_brown error! camid = CAMERA_ID_TARGET \n"
                                : "soc_set_rectify_params_brown error! camid = CAMERA_ID_REF \n";
@@ -179,6 +190,14 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
   if (log != nullptr) {
     send_logf(log, "[config]:src_img_scale=%f,src_img_left_chop=%d,src_img_top_chop=%d\n",
               config.src_img_scale, config.src_img_left_chop, config.src_img_top_chop);
+  }
+  for (const int camera : {kCameraLeftIr, kCameraRightIr}) {
+    if (!scale_fits(params.camera[camera], config.src_img_scale)) {
+      console_log("error: src_img_scale=%f cannot scale a %d x %d camera\n", config.src_img_scale,
+                  params.camera[camera].width, params.camera[camera].height);
+      send_log(log, "error: src_img_scale out of range\n");
+      return DRIVER_HELPER_INVALID_PARAM;
+    }
   }
   scale_and_crop(params.camera[kCameraLeftIr], config);
   scale_and_crop(params.camera[kCameraRightIr], config);

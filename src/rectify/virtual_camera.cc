@@ -74,8 +74,10 @@ virtual_camera solve_virtual_camera(const CalibrateCamera_S& left, const Calibra
   const Eigen::Vector2d mean_right =
       mean_rectified_sample(right, rotations.rect_from_right, grid, camera.fx, camera.fy);
 
-  const float half_width = static_cast<float>(camera.width - 1) / 2.0f;
-  const float half_height = static_cast<float>(camera.height - 1) / 2.0f;
+  // In double: a size field holding INT32_MIN must not overflow. For every
+  // size a camera has, this rounds to the same float as the integer sum.
+  const float half_width = static_cast<float>(static_cast<double>(camera.width) - 1.0) / 2.0f;
+  const float half_height = static_cast<float>(static_cast<double>(camera.height) - 1.0) / 2.0f;
   const double cx_left = static_cast<double>(half_width) - mean_left.x();
   const double cy_left = static_cast<double>(half_height) - mean_left.y();
   const double cx_right = static_cast<double>(half_width) - mean_right.x();

@@ -37,7 +37,8 @@ CalibrateParamsMulti converted_calibration(const SocCalibParams_S& raw) {
 }
 
 conversion convert(const std::vector<config_override>& overrides, const float* temperatures,
-                   bool with_callback = true, const SocCalibParams_S& raw = synthetic_calibration()) {
+                   bool with_callback = true,
+                   const SocCalibParams_S& raw = synthetic_calibration()) {
   EXPECT_EQ(soc_convert::load_input_configs_content(synthetic_config_text(overrides).c_str()), 0);
   const CalibrateParamsMulti params = converted_calibration(raw);
   conversion c;
@@ -125,8 +126,8 @@ TEST(AlignConverter, ZeroUnitBecomesOneInDepthAndConfiguration) {
   soc_convert::DepthCalcParams_S depth{};
   int result = -1;
   capture_console([&] {
-    result = soc_convert::align_ir_ir_rgb_params_to_register_converter(params, kTemperatures,
-                                                                       &rectify, &d2c, &depth, nullptr);
+    result = soc_convert::align_ir_ir_rgb_params_to_register_converter(
+        params, kTemperatures, &rectify, &d2c, &depth, nullptr);
   });
   ASSERT_EQ(result, 0);
   EXPECT_EQ(depth.d2d_params_unit, 1.0f);
@@ -153,19 +154,17 @@ TEST(AlignConverter, FillsDepthValuesFromTheMeasuredBaseline) {
 }
 
 TEST(AlignConverter, CameraModeKeepsReferenceDistanceForSmallDisparityOffset) {
-  const conversion c = convert({{"basic", "cam_type", "2"},
-                                {"d2d", "depth_mode", "0"},
-                                {"d2d", "disp_offset", "0.5"}},
-                               kTemperatures);
+  const conversion c = convert(
+      {{"basic", "cam_type", "2"}, {"d2d", "depth_mode", "0"}, {"d2d", "disp_offset", "0.5"}},
+      kTemperatures);
   ASSERT_EQ(c.result, 0);
   EXPECT_EQ(c.depth.ref_dist, 400.0f);
 }
 
 TEST(AlignConverter, CameraModeDerivesReferenceDistanceFromDisparityOffset) {
-  const conversion c = convert({{"basic", "cam_type", "2"},
-                                {"d2d", "depth_mode", "0"},
-                                {"d2d", "disp_offset", "2.0"}},
-                               kTemperatures);
+  const conversion c = convert(
+      {{"basic", "cam_type", "2"}, {"d2d", "depth_mode", "0"}, {"d2d", "disp_offset", "2.0"}},
+      kTemperatures);
   ASSERT_EQ(c.result, 0);
   EXPECT_EQ(c.depth.ref_dist, (c.depth.baseline * c.depth.focal_length) / 2.0f);
 }
@@ -187,30 +186,33 @@ TEST(AlignConverter, ScalesAndCropsBothIrCameras) {
   EXPECT_EQ(c.rectify.intrinsic_R.width, 628);
   EXPECT_EQ(c.rectify.intrinsic_R.cx, raw.camera[1].cx * 0.5f - 8.0f);
   ASSERT_FALSE(c.messages.empty());
-  EXPECT_EQ(c.messages[0], "[config]:src_img_scale=0.500000,src_img_left_chop=8,src_img_top_chop=2\n");
+  EXPECT_EQ(c.messages[0],
+            "[config]:src_img_scale=0.500000,src_img_left_chop=8,src_img_top_chop=2\n");
 }
 
 TEST(AlignConverter, ReportsOnStdoutAndToTheCallback) {
   const conversion c = convert({}, kTemperatures);
   ASSERT_EQ(c.result, 0);
   const auto& r = c.rectify;
-  EXPECT_NE(c.console.out.find("calibration distortion model: 0\ninput calib parameters: fx_L: 642.5\n"
-                               "input calib parameters: fx_R: 644.2\ninput calib parameters: fx_C: "
-                               "1381.7\noutput rectify parameters: fx_L: 642.5\n"),
-            std::string::npos)
+  EXPECT_NE(
+      c.console.out.find("calibration distortion model: 0\ninput calib parameters: fx_L: 642.5\n"
+                         "input calib parameters: fx_R: 644.2\ninput calib parameters: fx_C: "
+                         "1381.7\noutput rectify parameters: fx_L: 642.5\n"),
+      std::string::npos)
       << c.console.out;
   for (const char* label :
        {"output rectify parameters: fx_L_virtual: ", "output rectify parameters: fx_R_virtual: ",
         "output rectify parameters: L_k1: -0.041\n", "output rectify parameters: L_p2: -9e-05\n",
-        "output rectify parameters: R_k3: -0.001\n", "output rectify parameters: R_p1: -0.00011\n"}) {
+        "output rectify parameters: R_k3: -0.001\n",
+        "output rectify parameters: R_p1: -0.00011\n"}) {
     EXPECT_NE(c.console.out.find(label), std::string::npos) << label;
   }
   ASSERT_GE(c.messages.size(), 5u);
   EXPECT_EQ(c.messages[1], "calibration distortion model=0\n");
   char expected[256];
   std::snprintf(expected, sizeof expected,
-                "[rectify_params]fx_L=%f,fx_R=%f,fx_L_virtual=%f,fx_R_virtual=%f\n", r.intrinsic_L.fx,
-                r.intrinsic_R.fx, r.virtual_L.fx, r.virtual_R.fx);
+                "[rectify_params]fx_L=%f,fx_R=%f,fx_L_virtual=%f,fx_R_virtual=%f\n",
+                r.intrinsic_L.fx, r.intrinsic_R.fx, r.virtual_L.fx, r.virtual_R.fx);
   EXPECT_EQ(c.messages[2], expected);
   EXPECT_EQ(c.messages[3],
             "[L_distort_params]L_k1=-0.04100000,L_k2=0.01230000,L_k3=-0.00110000,L_p1=0.00012000,"
@@ -249,4 +251,44 @@ TEST(AlignConverter, ZeroVirtualFocalLengthFailsTheTargetCamera) {
   EXPECT_EQ(c.messages[c.messages.size() - 2],
             "soc_set_rectify_params_brown error! camid = CAMERA_ID_TARGET \n");
   EXPECT_EQ(c.messages.back(), "set rectify d2c params failed");
+}
+
+// A scale that is not finite, or that takes a size past what the record's
+// integer fields and the chop arithmetic hold, is refused before any size
+// is converted, so no integer overflows.
+TEST(AlignConverter, RefusesAScaleThatIsNotFinite) {
+  for (const char* scale : {"nan", "inf", "-inf"}) {
+    const conversion c = convert({{"rectify", "src_img_scale", scale}}, kTemperatures);
+    EXPECT_EQ(c.result, -2) << scale;
+    EXPECT_EQ(c.console.out, std::string("error: src_img_scale=") +
+                                 (scale[0] == '-' ? "-inf" : scale) +
+                                 " cannot scale a 1280 x 800 camera\n")
+        << scale;
+    ASSERT_EQ(c.messages.size(), 2u) << scale;
+    EXPECT_EQ(c.messages[1], "error: src_img_scale out of range\n");
+  }
+}
+
+TEST(AlignConverter, RefusesAScaleThatOverflowsTheSize) {
+  const conversion c = convert(
+      {{"rectify", "src_img_scale", "1e30"}, {"rectify", "src_img_left_chop", "8"}}, kTemperatures);
+  EXPECT_EQ(c.result, -2);
+  EXPECT_EQ(c.console.out,
+            "error: src_img_scale=1000000015047466219876688855040.000000 cannot scale a 1280 x "
+            "800 camera\n");
+}
+
+TEST(AlignConverter, RefusesAHugeCameraSizeBeforeCropping) {
+  SocCalibParams_S raw = synthetic_calibration();
+  raw.camera[0].width = 1e30f;  // stored by the intake as INT32_MIN
+  const conversion c = convert({{"rectify", "src_img_left_chop", "8"}}, kTemperatures, true, raw);
+  EXPECT_EQ(c.result, -2);
+  EXPECT_EQ(c.console.out,
+            "error: src_img_scale=1.000000 cannot scale a -2147483648 x 800 camera\n");
+}
+
+TEST(AlignConverter, KeepsAHalfScaleThatFits) {
+  const conversion c = convert({{"rectify", "src_img_scale", "0.5"}}, kTemperatures);
+  EXPECT_EQ(c.result, 0) << c.console.out;
+  EXPECT_EQ(c.rectify.intrinsic_L.width, 640);
 }
