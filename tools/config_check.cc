@@ -278,7 +278,10 @@ void check_calib(checker& c, const module_calibration* calibration) {
   c.integer("d2d", "depth_mode", false, deflash::as_int8, 0, 1);
 
   double ir_width = 0, ir_height = 0, rgb_width = 0, rgb_height = 0;
-  if (calibration != nullptr) {
+  // Sizes are measured against a module whose own sizes are sane; the
+  // calibration's checks report the others.
+  if (calibration != nullptr && calibration->params.camera[0].width >= 16.0f &&
+      calibration->params.camera[0].height >= 16.0f) {
     const SocCalibCamera_S& left = calibration->params.camera[0];
     const SocCalibCamera_S& rgb = calibration->params.camera[2];
     if (scale > 0.0f && chops_ok) {
@@ -292,8 +295,10 @@ void check_calib(checker& c, const module_calibration* calibration) {
         ir_width = ir_height = 0;
       }
     }
-    rgb_width = rgb.width;
-    rgb_height = rgb.height;
+    if (rgb.width >= 16.0f && rgb.height >= 16.0f) {
+      rgb_width = rgb.width;
+      rgb_height = rgb.height;
+    }
   }
   check_clips(c, "depth", ir_width, ir_height);
   c.real("d2c", "depth_scale", true, 0.0, 16.0, true);

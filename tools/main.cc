@@ -24,6 +24,18 @@ int run(int argc, char** argv) {
     std::fputs(app.help().c_str(), stdout);
     return deflash_cli::kExitUsage;
   }
+  // CLI11 would only say a command is required; name the word it did not know.
+  if (argv[1][0] != '-') {
+    bool known = false;
+    for (const CLI::App* command : app.get_subcommands({})) {
+      known = known || command->check_name(argv[1]);
+    }
+    if (!known) {
+      std::fprintf(stderr, "deflash: unknown command \"%s\" (deflash --help lists the commands)\n",
+                   argv[1]);
+      return deflash_cli::kExitUsage;
+    }
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

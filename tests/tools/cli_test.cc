@@ -10,12 +10,15 @@
 
 #include "calibration_json.h"
 #include "support/temp_files.h"
+#include "support/tool_run.h"
 
 namespace {
 
 using deflash_test::file_exists;
 using deflash_test::read_file;
+using deflash_test::run_tool;
 using deflash_test::temp_dir;
+using deflash_test::tool_run;
 
 const std::string kExampleModule = DEFLASH_SOURCE_DIR "/examples/module";
 const std::string kExampleCalibration = kExampleModule + "/calibration.json";
@@ -32,34 +35,6 @@ const std::vector<uint8_t> kSerialBytes = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0
                                            0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF,
                                            0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
 constexpr uint32_t kTimestamp = 1700000000;
-
-struct tool_run {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string shell_quote(const std::string& text) {
-  std::string quoted = "'";
-  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
-/// Runs the deflash binary with `args`, capturing both streams.
-tool_run run_tool(const std::vector<std::string>& args) {
-  temp_dir streams;
-  std::string command = shell_quote(DEFLASH_CLI_PATH);
-  for (const std::string& arg : args) command += " " + shell_quote(arg);
-  command += " >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
-  const int status = std::system(command.c_str());
-  tool_run run;
-  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  const std::vector<uint8_t> out = read_file(streams.file("out"));
-  const std::vector<uint8_t> err = read_file(streams.file("err"));
-  run.out.assign(out.begin(), out.end());
-  run.err.assign(err.begin(), err.end());
-  return run;
-}
 
 uint32_t u32_at(const std::vector<uint8_t>& bytes, std::size_t offset) {
   return static_cast<uint32_t>(bytes[offset]) | static_cast<uint32_t>(bytes[offset + 1]) << 8 |
@@ -541,8 +516,9 @@ TEST(DeconfigCommand, SummarisesARejectedConfigurationAndWritesNothing) {
 
 TEST(DeconfigCommand, ShowsTheLibraryLinesWhenVerbose) {
   temp_dir dir;
-  const std::string d2c = dir.write("d2c.ini", "[basic]\nnum = 1\nversion = 1.0\n[group1]\n"
-                                               "desc = x\nres_rgb = {1920}\n");
+  const std::string d2c = dir.write("d2c.ini",
+                                    "[basic]\nnum = 1\nversion = 1.0\n[group1]\n"
+                                    "desc = x\nres_rgb = {1920}\n");
   const tool_run run = run_tool({"deconfig", "--verbose", "--d2c", d2c, "--ir-pre",
                                  kExampleModule + "/ir_pre.ini", "--out", dir.file("de.bin")});
   EXPECT_EQ(run.exit_code, kExitFailure);

@@ -1,0 +1,50 @@
+// Runs the deflash command-line tool as a separate process and captures its
+// exit code and both output streams. The including test target defines
+// DEFLASH_CLI_PATH, the path of the built tool.
+#ifndef DEFLASH_TESTS_SUPPORT_TOOL_RUN_H_
+#define DEFLASH_TESTS_SUPPORT_TOOL_RUN_H_
+
+#include <sys/wait.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "support/temp_files.h"
+
+namespace deflash_test {
+
+struct tool_run {
+  int exit_code = -1;
+  std::string out;
+  std::string err;
+};
+
+inline std::string shell_quote(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+/// Runs the deflash binary with `args`, standard input closed; a process
+/// that dies by a signal reports exit code -1.
+inline tool_run run_tool(const std::vector<std::string>& args) {
+  temp_dir streams;
+  std::string command = shell_quote(DEFLASH_CLI_PATH);
+  for (const std::string& arg : args) command += " " + shell_quote(arg);
+  command +=
+      " </dev/null >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
+  const int status = std::system(command.c_str());
+  tool_run run;
+  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  const std::vector<uint8_t> out = read_file(streams.file("out"));
+  const std::vector<uint8_t> err = read_file(streams.file("err"));
+  run.out.assign(out.begin(), out.end());
+  run.err.assign(err.begin(), err.end());
+  return run;
+}
+
+}  // namespace deflash_test
+
+#endif  // DEFLASH_TESTS_SUPPORT_TOOL_RUN_H_

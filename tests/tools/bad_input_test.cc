@@ -1,0 +1,644 @@
+// The catalogue of bad inputs: every way a factory engineer can hand the tool
+// a wrong file or value, each with its exit code, its one-line message and
+// the guarantee that no file that existed before changed.
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/temp_files.h"
+#include "support/tool_run.h"
+
+namespace {
+
+using deflash_test::read_file;
+using deflash_test::run_tool;
+using deflash_test::temp_dir;
+using deflash_test::tool_run;
+
+const std::string kModule = DEFLASH_SOURCE_DIR "/examples/module";
+
+std::string text_of(const std::string& path) {
+  const std::vector<uint8_t> bytes = read_file(path);
+  return std::string(bytes.begin(), bytes.end());
+}
+
+/// The example file `name` with `from` replaced by `to` (once).
+std::string edited(const std::string& name, const std::string& from, const std::string& to) {
+  std::string text = text_of(kModule + "/" + name);
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+/// Every regular file under `dir` with its bytes.
+std::map<std::string, std::string> snapshot(const std::string& dir) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(dir)) {
+    if (entry.is_regular_file()) files[entry.path().string()] = text_of(entry.path().string());
+  }
+  return files;
+}
+
+/// A case prepares its files in `dir` and returns the command line.
+struct bad_input {
+  const char* name;
+  std::function<std::vector<std::string>(const temp_dir& dir)> setup;
+  int exit_code;
+  /// The last line of standard error; "$DIR" stands for the case's folder.
+  std::string last_line;
+};
+
+std::string in_dir(std::string text, const temp_dir& dir) {
+  for (std::size_t at = text.find("$DIR"); at != std::string::npos; at = text.find("$DIR")) {
+    text.replace(at, 4, dir.path());
+  }
+  return text;
+}
+
+/// calib on the example module, with the calibration and configuration
+/// given and an existing output that must survive every failure.
+std::vector<std::string> calib(const temp_dir& dir, const std::string& calibration,
+                               const std::string& config, std::vector<std::string> more = {}) {
+  dir.write("calib.bin", "previous image");
+  std::vector<std::string> args = {"calib", "--calibration", calibration,          "--config",
+                                   config,  "--out",         dir.file("calib.bin")};
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+std::vector<std::string> calib_json(const temp_dir& dir, const std::string& json) {
+  return calib(dir, dir.write("module.json", json), kModule + "/calib_close.ini");
+}
+
+std::vector<std::string> calib_config(const temp_dir& dir, const std::string& ini) {
+  return calib(dir, kModule + "/calibration.json", dir.write("c.ini", ini));
+}
+
+std::string module_json(const std::string& from, const std::string& to) {
+  return edited("calibration.json", from, to);
+}
+
+std::string close_ini(const std::string& from, const std::string& to) {
+  return edited("calib_close.ini", from, to);
+}
+
+std::vector<std::string> deconfig(const temp_dir& dir, const std::string& dpu,
+                                  const std::string& d2c, const std::string& ir_pre) {
+  dir.write("de.bin", "previous image");
+  return {"deconfig", "--dpu", dpu, "--d2c", d2c, "--ir-pre", ir_pre, "--out", dir.file("de.bin")};
+}
+
+std::vector<std::string> deconfig_dpu(const temp_dir& dir, const std::string& dpu_text) {
+  return deconfig(dir, dir.write("dpu.ini", dpu_text), kModule + "/d2c.ini",
+                  kModule + "/ir_pre.ini");
+}
+
+const std::string kImplausible = " (--allow-implausible lets it pass)";
+
+const std::vector<bad_input>& catalogue() {
+  static const std::vector<bad_input> cases = {
+      // The calibration file itself.
+      {"MissingCalibration",
+       [](const temp_dir& d) {
+         return calib(d, d.file("absent.json"), kModule + "/calib_close.ini");
+       },
+       2, "deflash: $DIR/absent.json: cannot be read (No such file or directory)"},
+      {"CalibrationIsAFolder",
+       [](const temp_dir& d) {
+         mkdir(d.file("module.json").c_str(), 0755);
+         return calib(d, d.file("module.json"), kModule + "/calib_close.ini");
+       },
+       2, "deflash: $DIR/module.json: cannot be read (it is a folder)"},
+      {"CalibrationIsAFifo",
+       [](const temp_dir& d) {
+         mkfifo(d.file("module.json").c_str(), 0644);
+         return calib(d, d.file("module.json"), kModule + "/calib_close.ini");
+       },
+       2, "deflash: $DIR/module.json: cannot be read (not a regular file)"},
+      {"CalibrationIsAnEndlessDevice",
+       [](const temp_dir& d) { return calib(d, "/dev/zero", kModule + "/calib_close.ini"); }, 2,
+       "deflash: /dev/zero: cannot be read (not a regular file)"},
+      {"CalibrationIsEmpty", [](const temp_dir& d) { return calib_json(d, ""); }, 1,
+       "deflash: $DIR/module.json: not valid JSON: parse error at line 1, column 1: syntax error "
+       "while parsing value - unexpected end of input; expected '[', '{', or a literal"},
+      {"CalibrationIsTruncated",
+       [](const temp_dir& d) {
+         const std::string json = text_of(kModule + "/calibration.json");
+         return calib_json(d, json.substr(0, json.size() / 2));
+       },
+       1, ""},
+      {"CalibrationIsHuge",
+       [](const temp_dir& d) { return calib_json(d, std::string(5 << 20, ' ')); }, 2,
+       "deflash: $DIR/module.json: cannot be read (5242880 bytes, more than the 4194304 this "
+       "kind of file may have)"},
+      {"CalibrationIsDeeplyNested",
+       [](const temp_dir& d) { return calib_json(d, std::string(100000, '[')); }, 1,
+       "deflash: $DIR/module.json: not a calibration: nested deeper than 16 levels"},
+      {"CalibrationHasNonAsciiBytes",
+       [](const temp_dir& d) { return calib_json(d, "{\"left_ir\xff\xfe\": 1}"); }, 1, ""},
+      {"CalibrationHasAnUnknownKey",
+       [](const temp_dir& d) { return calib_json(d, module_json("\"fx\"", "\"fxx\"")); }, 1,
+       "deflash: $DIR/module.json: unknown key \"left_ir.fxx\""},
+      {"FocalLengthZero",
+       [](const temp_dir& d) { return calib_json(d, module_json("\"fx\": 643.52", "\"fx\": 0")); },
+       1,
+       "deflash: $DIR/module.json: left_ir.fx: 0 is not a positive focal length in pixels" +
+           kImplausible},
+      {"FocalLengthNegative",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("\"fx\": 643.52", "\"fx\": -643.52"));
+       },
+       1,
+       "deflash: $DIR/module.json: left_ir.fx: -643.52002 is not a positive focal length in "
+       "pixels" +
+           kImplausible},
+      {"FocalLengthDenormal",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("\"fx\": 643.52", "\"fx\": 1e-40"));
+       },
+       1, ""},
+      {"PrincipalPointOutsideTheImage",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("\"cx\": 641.37", "\"cx\": 2000"));
+       },
+       1,
+       "deflash: $DIR/module.json: left_ir.cx: 2000 lies outside the image (0 to 1280)" +
+           kImplausible},
+      {"OnePixelImage",
+       [](const temp_dir& d) {
+         return calib_json(d,
+                           module_json("\"width\": 1280,\n    \"height\": 800,\n    \"fx\": 643.52",
+                                       "\"width\": 1,\n    \"height\": 1,\n    \"fx\": 643.52"));
+       },
+       1, ""},
+      {"IdenticalCameras",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("[-50.012, 0.103, 0.207]", "[0, 0, 0]"));
+       },
+       1,
+       "deflash: $DIR/module.json: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 mm" +
+           kImplausible},
+      {"VerticalBaseline",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("[-50.012, 0.103, 0.207]", "[-5, -50, 0]"));
+       },
+       1,
+       "deflash: $DIR/module.json: right_ir_extrinsics.tx: the baseline (-5, -50, 0) mm does not "
+       "run mainly along x" +
+           kImplausible},
+      {"DepthOnlyBaseline",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("[-50.012, 0.103, 0.207]", "[0, 0, 50]"));
+       },
+       1,
+       "deflash: $DIR/module.json: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 mm" +
+           kImplausible},
+      {"RationalDenominatorZeroInTheImage",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("\"k4\": 0.0021", "\"k4\": -1.0"));
+       },
+       1, ""},
+      {"RawCalibrationOfTheWrongSize",
+       [](const temp_dir& d) {
+         d.write("calib.bin", "previous image");
+         return std::vector<std::string>{"calib",
+                                         "--raw-calibration",
+                                         d.write("raw.bin", std::string(100, '\0')),
+                                         "--temperatures",
+                                         "35,35,38",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("calib.bin")};
+       },
+       1, "deflash: $DIR/raw.bin: is 100 bytes; a raw calibration record is exactly 6264 bytes"},
+      {"RawCalibrationOfZeros",
+       [](const temp_dir& d) {
+         d.write("calib.bin", "previous image");
+         return std::vector<std::string>{"calib",
+                                         "--raw-calibration",
+                                         d.write("raw.bin", std::string(6264, '\0')),
+                                         "--temperatures",
+                                         "35,35,38",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("calib.bin")};
+       },
+       1,
+       "deflash: $DIR/raw.bin: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 mm" +
+           kImplausible},
+      {"TemperaturesNotNumbers",
+       [](const temp_dir& d) {
+         d.write("calib.bin", "previous image");
+         return std::vector<std::string>{"calib",
+                                         "--raw-calibration",
+                                         d.write("raw.bin", std::string(6264, '\0')),
+                                         "--temperatures",
+                                         "nan,35,38",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("calib.bin")};
+       },
+       2, "deflash: --temperatures \"nan,35,38\" must be three numbers L,R,LDM (degrees Celsius)"},
+
+      // Configuration files.
+      {"MissingConfiguration",
+       [](const temp_dir& d) { return calib(d, kModule + "/calibration.json", d.file("c.ini")); },
+       2, "deflash: $DIR/c.ini: cannot be read (No such file or directory)"},
+      {"ConfigurationIsAFolder",
+       [](const temp_dir& d) {
+         mkdir(d.file("c.ini").c_str(), 0755);
+         return calib(d, kModule + "/calibration.json", d.file("c.ini"));
+       },
+       2, "deflash: $DIR/c.ini: cannot be read (it is a folder)"},
+      {"ConfigurationIsAFifo",
+       [](const temp_dir& d) {
+         mkfifo(d.file("c.ini").c_str(), 0644);
+         return calib(d, kModule + "/calibration.json", d.file("c.ini"));
+       },
+       2, "deflash: $DIR/c.ini: cannot be read (not a regular file)"},
+      {"ConfigurationIsEmpty", [](const temp_dir& d) { return calib_config(d, ""); }, 1,
+       "deflash: $DIR/c.ini: not a calibration configuration: section [basic] is missing or "
+       "empty"},
+      {"ConfigurationSectionNotClosed",
+       [](const temp_dir& d) { return calib_config(d, "[basic\nbaseline = 1\n"); }, 1,
+       "deflash: $DIR/c.ini:1: ini parsing failed, section not closed"},
+      {"ConfigurationLineWithoutEquals",
+       [](const temp_dir& d) { return calib_config(d, close_ini("ref_dist = ", "ref_dist ")); }, 1,
+       ""},
+      {"ConfigurationValueNotANumber",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("src_img_scale = 1.0", "src_img_scale = banana"));
+       },
+       1, ""},
+      {"ConfigurationMissingRequiredKey",
+       [](const temp_dir& d) { return calib_config(d, close_ini("baseline = -50", "")); }, 1,
+       "deflash: $DIR/c.ini: [basic]: required key baseline is missing"},
+      {"ScaleNotANumber",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("src_img_scale = 1.0", "src_img_scale = nan"));
+       },
+       1, ""},
+      {"ScaleHuge",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("src_img_scale = 1.0", "src_img_scale = 1e30"));
+       },
+       1, ""},
+      {"ChopThatWrapsToZero",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("src_img_left_chop = 0", "src_img_left_chop = 65536"));
+       },
+       1, ""},
+      {"ChopNegative",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("src_img_left_chop = 0", "src_img_left_chop = -1"));
+       },
+       1, ""},
+      {"ChopsLargerThanTheImage",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("src_img_left_chop = 0", "src_img_left_chop = 1280"));
+       },
+       1, ""},
+      {"CameraTypeNine",
+       [](const temp_dir& d) { return calib_config(d, close_ini("cam_type = 0", "cam_type = 9")); },
+       1, ""},
+      {"CameraTypeOutOfByteRange",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("cam_type = 0", "cam_type = 256"));
+       },
+       1, ""},
+      {"RotateTypeSeven",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("rotate_type = 0", "rotate_type = 7"));
+       },
+       1, ""},
+      {"ValidScaleZero",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("valid_scale = 1.0", "valid_scale = 0"));
+       },
+       1, ""},
+      {"DepthScaleNegative",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("depth_scale = 1.0", "depth_scale = -1.0"));
+       },
+       1, ""},
+      {"ClipLargerThanTheImage",
+       [](const temp_dir& d) {
+         return calib_config(d, close_ini("clip_left_w_rgb = 0", "clip_left_w_rgb = 5000"));
+       },
+       1, ""},
+      {"AMegabyteLine",
+       [](const temp_dir& d) {
+         return calib_config(
+             d, close_ini("ref_dist = ", "ref_dist = " + std::string(1 << 20, '9') + " ; "));
+       },
+       1, ""},
+
+      // Outputs.
+      {"OutputIsTheConfiguration",
+       [](const temp_dir& d) {
+         const std::string config = d.write("c.ini", text_of(kModule + "/calib_close.ini"));
+         return std::vector<std::string>{"calib",    "--calibration", kModule + "/calibration.json",
+                                         "--config", config,          "--out",
+                                         config};
+       },
+       2, "deflash: $DIR/c.ini: cannot be written (it is the input $DIR/c.ini)"},
+      {"OutputIsTheCalibration",
+       [](const temp_dir& d) {
+         const std::string json = d.write("m.json", text_of(kModule + "/calibration.json"));
+         return std::vector<std::string>{
+             "calib", "--calibration", json, "--config", kModule + "/calib_close.ini", "--out",
+             json};
+       },
+       2, "deflash: $DIR/m.json: cannot be written (it is the input $DIR/m.json)"},
+      {"OutputIsTheRawOutput",
+       [](const temp_dir& d) {
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--raw-out", d.file("calib.bin")});
+       },
+       2, "deflash: $DIR/calib.bin: cannot be written (it is also the output $DIR/calib.bin)"},
+      {"OutputIsAFolder",
+       [](const temp_dir& d) {
+         mkdir(d.file("out").c_str(), 0755);
+         return std::vector<std::string>{"calib",
+                                         "--calibration",
+                                         kModule + "/calibration.json",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("out")};
+       },
+       2, "deflash: $DIR/out: cannot be written (it exists and is not a regular file)"},
+      {"OutputIsADevice",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"calib",
+                                         "--calibration",
+                                         kModule + "/calibration.json",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         "/dev/null"};
+       },
+       2, "deflash: /dev/null: cannot be written (it exists and is not a regular file)"},
+      {"OutputIsAFifo",
+       [](const temp_dir& d) {
+         mkfifo(d.file("out").c_str(), 0644);
+         return std::vector<std::string>{"calib",
+                                         "--calibration",
+                                         kModule + "/calibration.json",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("out")};
+       },
+       2, "deflash: $DIR/out: cannot be written (it exists and is not a regular file)"},
+      {"OutputIsASymbolicLink",
+       [](const temp_dir& d) {
+         d.write("target.bin", "previous image");
+         symlink(d.file("target.bin").c_str(), d.file("link.bin").c_str());
+         return std::vector<std::string>{"calib",
+                                         "--calibration",
+                                         kModule + "/calibration.json",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("link.bin")};
+       },
+       2,
+       "deflash: $DIR/link.bin: cannot be written (it is a symbolic link; --force writes to the "
+       "file it names)"},
+      {"OutputFolderMissing",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"calib",
+                                         "--calibration",
+                                         kModule + "/calibration.json",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         d.file("missing/calib.bin")};
+       },
+       2, "deflash: $DIR/missing/calib.bin: cannot be written (No such file or directory)"},
+      {"RawOutputFolderMissingKeepsTheImage",
+       [](const temp_dir& d) {
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--raw-out", d.file("missing/raw.bin")});
+       },
+       2, "deflash: $DIR/missing/raw.bin: cannot be written (No such file or directory)"},
+      {"OutputPathEmpty",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"calib",
+                                         "--calibration",
+                                         kModule + "/calibration.json",
+                                         "--config",
+                                         kModule + "/calib_close.ini",
+                                         "--out",
+                                         ""};
+       },
+       2, "deflash: an output path is empty"},
+
+      // Option values.
+      {"TimestampThatWrapsTo1970",
+       [](const temp_dir& d) {
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--timestamp", "4294967296"});
+       },
+       2,
+       "deflash: --timestamp 4294967296 does not fit the headers' 32-bit time stamp (at most "
+       "4294967295)"},
+      {"TimestampNegative",
+       [](const temp_dir& d) {
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--timestamp=-1"});
+       },
+       2, "deflash: --timestamp \"-1\" must be a non-negative whole number of seconds"},
+      {"SerialEmpty",
+       [](const temp_dir& d) {
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini", {"--sn", ""});
+       },
+       2, "deflash: --sn \"\" must be three parts of 16 hex digits, separated by commas"},
+      {"NoArguments", [](const temp_dir&) { return std::vector<std::string>{}; }, 2, ""},
+      {"UnknownCommand", [](const temp_dir&) { return std::vector<std::string>{"flash-it"}; }, 2,
+       "deflash: unknown command \"flash-it\" (deflash --help lists the commands)"},
+      {"UnknownOption",
+       [](const temp_dir& d) {
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--frobnicate"});
+       },
+       2, "deflash: The following argument was not expected: --frobnicate"},
+
+      // Depth-engine configuration files.
+      {"EmptyDpuFile", [](const temp_dir& d) { return deconfig_dpu(d, ""); }, 1,
+       "deflash: $DIR/dpu.ini: not a DPU configuration: section [mode] is missing or empty"},
+      {"CalibrationIniGivenAsDpu",
+       [](const temp_dir& d) {
+         return deconfig(d, kModule + "/calib_close.ini", kModule + "/d2c.ini",
+                         kModule + "/ir_pre.ini");
+       },
+       1,
+       "deflash: " + kModule +
+           "/calib_close.ini: not a DPU configuration: section [mode] is missing or empty"},
+      {"DpuVersionNotANumber",
+       [](const temp_dir& d) {
+         return deconfig_dpu(d, edited("dpu_close.ini", "version = ", "version = banana ; "));
+       },
+       1, ""},
+      {"DpuDescriptionTooLong",
+       [](const temp_dir& d) {
+         return deconfig_dpu(
+             d, edited("dpu_close.ini", "dpu_desc = ", "dpu_desc = a_description_far_too_long_"));
+       },
+       1, ""},
+      {"DpuDepthUnitUnknown",
+       [](const temp_dir& d) {
+         return deconfig_dpu(d, edited("dpu_close.ini", "depth_unit = ", "depth_unit = 0.5 ; "));
+       },
+       1, ""},
+      {"D2cGroupsBeyondTheLimit",
+       [](const temp_dir& d) {
+         return deconfig(d, kModule + "/dpu_close.ini",
+                         d.write("d2c.ini", "[basic]\nnum = 101\nversion = 1.0\n"),
+                         kModule + "/ir_pre.ini");
+       },
+       1, "deflash: $DIR/d2c.ini:2: num: 101 is outside 1 to 100"},
+      {"IrPreGroupsBeyondTheLimit",
+       [](const temp_dir& d) {
+         return deconfig(d, kModule + "/dpu_close.ini", kModule + "/d2c.ini",
+                         d.write("ir.ini", "[basic]\nnum = 11\nversion = 1.0\n"));
+       },
+       1, "deflash: $DIR/ir.ini:2: num: 11 is outside 1 to 10"},
+      {"D2cGroupMissing",
+       [](const temp_dir& d) {
+         return deconfig(
+             d, kModule + "/dpu_close.ini",
+             d.write("d2c.ini", "[basic]\nnum = 2\nversion = 1.0\n[group1]\ndesc = a\n"),
+             kModule + "/ir_pre.ini");
+       },
+       1, "deflash: $DIR/d2c.ini: not a D2C configuration: section [group2] is missing or empty"},
+      {"IrPreFileGivenAsD2c",
+       [](const temp_dir& d) {
+         return deconfig(d, kModule + "/dpu_close.ini", kModule + "/ir_pre.ini",
+                         kModule + "/ir_pre.ini");
+       },
+       1, "deflash: " + kModule + "/ir_pre.ini: [group2]: required key desc is missing"},
+      {"OverlongConfigurationPath",
+       [](const temp_dir& d) {
+         return deconfig(d, kModule + "/dpu_close.ini", "/" + std::string(300, 'a'),
+                         kModule + "/ir_pre.ini");
+       },
+       2, "deflash: /" + std::string(300, 'a') + ": path longer than 255 characters"},
+      {"DeconfigOutputIsAnInput",
+       [](const temp_dir& d) {
+         const std::string ir = d.write("ir.ini", text_of(kModule + "/ir_pre.ini"));
+         return std::vector<std::string>{"deconfig", "--d2c", kModule + "/d2c.ini", "--ir-pre", ir,
+                                         "--out",    ir};
+       },
+       2, "deflash: $DIR/ir.ini: cannot be written (it is the input $DIR/ir.ini)"},
+
+      // check-config.
+      {"CheckConfigUnknownKind",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"check-config", "--kind", "banana",
+                                         kModule + "/calib_close.ini"};
+       },
+       2, "deflash: --kind \"banana\" must be one of calib, dpu, d2c, ir-pre"},
+      {"CheckConfigFileOfNoKnownKind",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"check-config", d.write("x.ini", "[other]\na = 1\n")};
+       },
+       1,
+       "deflash: $DIR/x.ini: not a configuration deflash knows (calibration, DPU, D2C or IR "
+       "pre-ISP)"},
+      {"CheckConfigFifo",
+       [](const temp_dir& d) {
+         mkfifo(d.file("p.ini").c_str(), 0644);
+         return std::vector<std::string>{"check-config", d.file("p.ini")};
+       },
+       2, "deflash: $DIR/p.ini: cannot be read (not a regular file)"},
+      {"CheckConfigWrongKind",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"check-config", "--kind", "dpu", kModule + "/d2c.ini"};
+       },
+       1,
+       "deflash: " + kModule +
+           "/d2c.ini: not a DPU configuration: section [mode] is missing or empty"},
+      {"CheckConfigTenThousandSections",
+       [](const temp_dir& d) {
+         std::string text = text_of(kModule + "/d2c.ini");
+         for (int i = 0; i < 10000; ++i) text += "[extra" + std::to_string(i) + "]\nk = 1\n";
+         return std::vector<std::string>{"check-config", "--kind", "d2c", d.write("d2c.ini", text)};
+       },
+       0, ""},
+  };
+  return cases;
+}
+
+void PrintTo(const bad_input& c, std::ostream* os) { *os << c.name; }
+
+class BadInput : public ::testing::TestWithParam<bad_input> {};
+
+TEST_P(BadInput, FailsWithOneLineAndChangesNoFile) {
+  const bad_input& c = GetParam();
+  temp_dir dir;
+  const std::vector<std::string> args = c.setup(dir);
+  const std::map<std::string, std::string> before = snapshot(dir.path());
+  const tool_run run = run_tool(args);
+  EXPECT_EQ(run.exit_code, c.exit_code) << run.err;
+  if (!c.last_line.empty()) {
+    const std::string line = in_dir(c.last_line, dir) + "\n";
+    ASSERT_GE(run.err.size(), line.size()) << run.err;
+    EXPECT_EQ(run.err.substr(run.err.size() - line.size()), line);
+  } else if (c.exit_code != 0) {
+    // The cases without an exact line still end with one "deflash: " line.
+    EXPECT_EQ(run.err.rfind("deflash: ", std::string::npos) != std::string::npos ||
+                  run.out.find("Usage") != std::string::npos,
+              true)
+        << run.err;
+  }
+  EXPECT_EQ(snapshot(dir.path()), before) << "a failing command changed a file";
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, BadInput, ::testing::ValuesIn(catalogue()),
+                         [](const ::testing::TestParamInfo<bad_input>& info) {
+                           return std::string(info.param.name);
+                         });
+
+// A full disk shows while the image is written; the previous image on that
+// disk stays whole. Needs a small tmpfs, so it runs where mounting is allowed.
+TEST(BadInputFullDisk, KeepsThePreviousImage) {
+  temp_dir dir;
+  const std::string disk = dir.file("disk");
+  mkdir(disk.c_str(), 0755);
+  if (mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=16k") != 0) {
+    GTEST_SKIP() << "no permission to mount a small tmpfs here";
+  }
+  const std::string out = disk + "/calib.bin";
+  {
+    std::string previous(8192, 'p');
+    FILE* file = fopen(out.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    fwrite(previous.data(), 1, previous.size(), file);
+    fclose(file);
+  }
+  const tool_run run = run_tool({"calib", "--calibration", kModule + "/calibration.json",
+                                 "--config", kModule + "/calib_close.ini", "--out", out});
+  const std::string kept = text_of(out);
+  std::size_t entries = 0;
+  for ([[maybe_unused]] const auto& e : std::filesystem::directory_iterator(disk)) ++entries;
+  umount(disk.c_str());
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_EQ(run.err, "deflash: " + out + ": cannot be written (No space left on device)\n");
+  EXPECT_EQ(kept, std::string(8192, 'p'));
+  EXPECT_EQ(entries, 1u) << "the temporary file is removed";
+}
+
+}  // namespace
