@@ -21,6 +21,7 @@ __all__ = [
     "Error", "LibraryError", "CalibrationError", "version", "calibration_image",
     "calibration_images", "start_row_image", "depth_engine_image", "update_baseline",
     "update_multi_baseline", "update_multi_fb_d2c", "import_calibration", "load_calibration",
+    "rotation_angles",
 ]
 
 logger = logging.getLogger("deflash")
@@ -93,10 +94,20 @@ def _check(code: int, out: str, err: str) -> None:
         raise LibraryError(_failure_text(out, err), code)
 
 
+def _plain(value: Any) -> Any:
+    """numpy scalars and arrays as the Python numbers and lists JSON takes."""
+    if hasattr(value, "tolist"):
+        return value.tolist()
+    raise TypeError(f"{type(value).__name__} is not a number or a list of numbers")
+
+
 def _calibration_text(calibration: Calibration) -> Tuple[str, str]:
     """The calibration JSON text and a name for messages."""
     if isinstance(calibration, Mapping):
-        return json.dumps(calibration), "calibration"
+        try:
+            return json.dumps(calibration, default=_plain), "calibration"
+        except (TypeError, ValueError) as e:
+            raise CalibrationError(f"calibration: {e}") from None
     path = os.fspath(calibration)
     try:
         with open(path, "r", encoding="utf-8") as f:
@@ -117,6 +128,20 @@ def _config_paths(configs: Iterable[PathLike]) -> list:
 def version() -> str:
     """The library's version string."""
     return _deflash.version()
+
+
+def rotation_angles(matrix: Any) -> Tuple[float, float, float]:
+    """The angles (a0, a1, a2) in radians with matrix = Rz(a2)·Rx(a0)·Ry(a1),
+    the convention of a calibration's "angles"; ``matrix`` is 3x3 (nested
+    lists or a numpy array). A matrix the angles do not recompose to within
+    1e-6 (no rotation) raises CalibrationError."""
+    rows = _plain(matrix) if hasattr(matrix, "tolist") else matrix
+    flat = [float(v) for row in rows for v in row]
+    try:
+        a0, a1, a2 = _deflash.rotation_angles(flat)
+    except ValueError as e:
+        raise CalibrationError(str(e)) from None
+    return a0, a1, a2
 
 
 def load_calibration(calibration: Calibration) -> dict:

@@ -13,6 +13,7 @@
 
 #include "calibration_json.h"
 #include "calibration_json_writer.h"
+#include "camera_import.h"
 #include "console_capture.h"
 #include "deflash.h"
 #include "flash_page.h"
@@ -252,6 +253,20 @@ std::string import_calibration(const std::string& source, const std::vector<std:
   return deflash_cli::calibration_json_text(calibration, "");
 }
 
+/// The module's three angles of a 3x3 rotation (row-major), checked by
+/// recomposition; raises ValueError for a matrix that is no rotation.
+std::vector<double> rotation_angles(const std::vector<double>& matrix) {
+  if (matrix.size() != 9) throw py::value_error("a rotation is 3x3: 9 numbers");
+  Eigen::Matrix3d rotation;
+  for (int i = 0; i < 9; ++i) rotation(i / 3, i % 3) = matrix[i];
+  double angles[3] = {};
+  std::string what;
+  if (!deflash_cli::rotation_to_angles(rotation, angles, what)) {
+    throw py::value_error("the matrix " + what);
+  }
+  return {angles[0], angles[1], angles[2]};
+}
+
 /// Checks calibration JSON text; raises ValueError with the reader's message.
 void check_calibration(const std::string& json_text, const std::string& source) {
   parse_calibration(json_text, source);
@@ -272,4 +287,5 @@ PYBIND11_MODULE(_deflash, m) {
   m.def("update_multi_fb_d2c", &update_multi_fb_d2c);
   m.def("import_calibration", &import_calibration);
   m.def("check_calibration", &check_calibration);
+  m.def("rotation_angles", &rotation_angles);
 }

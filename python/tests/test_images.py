@@ -7,6 +7,7 @@ import os
 import subprocess
 import threading
 
+import numpy as np
 import pytest
 
 import deflash
@@ -125,3 +126,31 @@ def test_threads_get_the_same_images_as_one_thread():
         t.join()
     assert len(results) == 20
     assert all(r == expected for r in results)
+
+
+def rotation(a0, a1, a2):
+    """Rz(a2) @ Rx(a0) @ Ry(a1)."""
+    rx = np.array([[1, 0, 0], [0, np.cos(a0), -np.sin(a0)], [0, np.sin(a0), np.cos(a0)]])
+    ry = np.array([[np.cos(a1), 0, np.sin(a1)], [0, 1, 0], [-np.sin(a1), 0, np.cos(a1)]])
+    rz = np.array([[np.cos(a2), -np.sin(a2), 0], [np.sin(a2), np.cos(a2), 0], [0, 0, 1]])
+    return rz @ rx @ ry
+
+
+def test_rotation_angles_follow_the_calibrations_convention():
+    angles = deflash.rotation_angles(rotation(0.0021, -0.0034, 0.0009))
+    assert angles == pytest.approx((0.0021, -0.0034, 0.0009), abs=1e-15)
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.rotation_angles(np.diag([1.0, 1.0, -1.0]))
+    assert str(failure.value) == ("the matrix is not a rotation: the angles recompose it only "
+                                  "to within 2 (at most 1e-06 allowed)")
+
+
+def test_numpy_values_in_the_calibration_dict_give_the_same_image():
+    calibration = module_dict()
+    r = rotation(*calibration["right_ir_extrinsics"]["angles"])
+    calibration["right_ir_extrinsics"] = {
+        "angles": np.array(deflash.rotation_angles(r)),
+        "translation": np.array([-50.012, 0.103, 0.207])}
+    calibration["left_ir"]["fx"] = np.float64(643.52)
+    assert (deflash.calibration_image(calibration, [CLOSE], timestamp=1) ==
+            deflash.calibration_image(module_dict(), [CLOSE], timestamp=1))
