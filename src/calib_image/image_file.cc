@@ -5,6 +5,7 @@
 
 #include "deflash/result_codes.h"
 #include "frame/log.h"
+#include "frame/replacing_file.h"
 
 namespace deflash {
 
@@ -38,16 +39,13 @@ int image_file_reader::read(std::size_t offset, uint8_t* out, std::size_t n) {
 }
 
 int write_image_file(const char* path, const uint8_t* data, std::size_t n) {
-  std::FILE* file = std::fopen(path, "wb");
-  if (file == nullptr) {
+  // The previous image stays on disk until the new one is complete and synced.
+  replacing_file file;
+  if (!file.open(path)) {
     console_log("Open file error: %s\n", path);
     return DRIVER_HELPER_FAIL;
   }
-  const bool written = std::fwrite(data, 1, n, file) == n;
-  const bool closed = std::fclose(file) == 0;
-  if (written && closed) return DRIVER_HELPER_OK;
-  // A half-written image must not be mistaken for a good one by the flasher.
-  std::remove(path);
+  if (file.write(data, n) && file.commit()) return DRIVER_HELPER_OK;
   console_log("error: cannot write %zu bytes to %s\n", n, path);
   return DRIVER_HELPER_FAIL;
 }

@@ -31,9 +31,10 @@ class image_file_reader {
   std::size_t size_ = 0;
 };
 
-/// Writes `n` bytes to a new file at `path`. Returns 0, or -1 after
+/// Writes `n` bytes to a new file at `path`, through a temporary file that
+/// replaces the target only when whole. Returns 0, or -1 after
 /// "Open file error: <path>" when it cannot be created, or after an
-/// "error: ..." line when the write fails; a partly written file is removed.
+/// "error: ..." line when the write fails; the target is then unchanged.
 int write_image_file(const char* path, const uint8_t* data, std::size_t n);
 
 }  // namespace deflash

@@ -10,6 +10,7 @@
 #include "deflash/de_config.h"
 #include "frame/clock.h"
 #include "frame/log.h"
+#include "frame/replacing_file.h"
 
 int load_de_input_configs(const char* path) { return deflash::load_dpu_input_config(path); }
 
@@ -44,8 +45,10 @@ void de_get_ir_pre_config(ir_pre_cfg_item*& items, int& count, unsigned int& ver
 }
 
 bool gen_depth_engine_config_flash_file_de(const de_config_files* files, const char* path) {
-  std::FILE* file = path != nullptr ? std::fopen(path, "wb") : nullptr;
-  if (file == nullptr) {
+  // The image goes to a file of its own beside `path` and replaces it only
+  // when complete, so a crash or a full disk never leaves half an image.
+  deflash::replacing_file file;
+  if (path == nullptr || !file.open(path)) {
     deflash::console_log("error: create or open file failed, path=%s \n",
                          path != nullptr ? path : "(null)");
     return false;
@@ -54,9 +57,9 @@ bool gen_depth_engine_config_flash_file_de(const de_config_files* files, const c
   const de_config_files no_files{};
   const deflash::de_image_outcome outcome = deflash::build_de_config_image(
       files != nullptr ? *files : no_files, deflash::current_time_stamp());
-  // A failed conversion still returns true: hosts detect it by the empty
-  // file and the console lines.
-  if (outcome.converted) std::fwrite(outcome.image.data(), 1, outcome.image.size(), file);
-  std::fclose(file);
+  // A failed conversion still returns true and leaves an empty file: hosts
+  // detect it by the empty file and the console lines.
+  if (outcome.converted) file.write(outcome.image.data(), outcome.image.size());
+  file.commit();
   return true;
 }

@@ -3,6 +3,7 @@
 
 #include "deflash/de_config.h"
 #include "frame/log.h"
+#include "frame/replacing_file.h"
 
 namespace {
 // Size of the erased image the host writes to clear the configuration area.
@@ -10,14 +11,15 @@ constexpr std::size_t kErasedImageBytes = 928;
 }  // namespace
 
 bool gen_depth_engine_config_flash_file(const char* path) {
-  std::FILE* file = std::fopen(path, "wb");
-  if (file == nullptr) {
-    deflash::console_log("error: create or open file failed, path=%s \n", path);
+  deflash::replacing_file file;
+  if (!file.open(path)) {
+    deflash::console_log("error: create or open file failed, path=%s \n",
+                         path != nullptr ? path : "(null)");
     return false;
   }
   unsigned char erased[kErasedImageBytes];
   for (auto& byte : erased) byte = 0xFF;
-  std::fwrite(erased, 1, sizeof erased, file);
-  std::fclose(file);
+  file.write(erased, sizeof erased);
+  file.commit();
   return true;
 }

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -1084,4 +1085,35 @@ TEST_F(ImageUpdateFiles, ReplacesAnExistingOutputFile) {
   const auto out = read_file(out_path());
   ASSERT_EQ(out.size(), 4096u);
   EXPECT_EQ(f32_at(out.data(), depth_baseline_at(0)), 50.0f);
+}
+
+TEST_F(ImageUpdateFiles, ReplacesAnExistingOutputWholeAndLeavesNoOtherFile) {
+  const auto section = depth_section_file({depth_with(40.0f, 500.0f)});
+  const std::string in = write("depth.bin", section);
+  const std::string out = write("out.bin", std::vector<uint8_t>(7, 0x11));
+  int result = -1;
+  capture_console([&] { result = update_soc_baseline_de(in.c_str(), 50.0f, out.c_str(), -1); });
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(read_file(out).size(), 4096u);
+  int entries = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir_.path())) {
+    ++entries;
+  }
+  EXPECT_EQ(entries, 2);
+}
+
+TEST_F(ImageUpdateFiles, AWriteErrorIsReportedAndFails) {
+#ifdef _WIN32
+  GTEST_SKIP() << "no /dev/full";
+#else
+  const auto section = depth_section_file({depth_with(40.0f, 500.0f)});
+  const std::string in = write("depth.bin", section);
+  int result = 0;
+  const auto console =
+      capture_console([&] { result = update_soc_baseline_de(in.c_str(), 50.0f, "/dev/full", -1); });
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(console.out,
+            "Original baseline: 40.000000\nerror: cannot write 4096 bytes to /dev/full\n");
+  EXPECT_EQ(read_file(in), section);
+#endif
 }

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -389,4 +390,22 @@ TEST(DeImageGenerator, UnterminatedPathArrayIsReadOnlyUpToItsEnd) {
   const build_result r = build(files);
   EXPECT_FALSE(r.outcome.converted);
   EXPECT_EQ(r.err, "Cannot open file" + std::string(256, 'x') + "\n");
+}
+
+TEST(DeImageGenerator, ExportReplacesAnExistingImageAndLeavesNoOtherFile) {
+  generator_inputs in;
+  temp_dir out_dir;
+  const std::string out_path = out_dir.write("de_config.bin", std::string("old image"));
+  const std::string partial = out_dir.write("de_config.bin.partial", std::string("not ours"));
+  bool ok = false;
+  capture_console(
+      [&] { ok = gen_depth_engine_config_flash_file_de(&in.files(), out_path.c_str()); });
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(read_file(out_path).size(), kImageBytes);
+  EXPECT_EQ(read_file(partial), std::vector<uint8_t>({'n', 'o', 't', ' ', 'o', 'u', 'r', 's'}));
+  int entries = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(out_dir.path())) {
+    ++entries;
+  }
+  EXPECT_EQ(entries, 2);
 }
