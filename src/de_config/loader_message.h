@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#include "frame/printf_check.h"
+
 namespace deflash {
 
 /// Room for one loader message; longer texts are cut (section and key names
@@ -16,7 +18,7 @@ constexpr std::size_t kLoaderMessageBytes = 256;
 class loader_message {
  public:
   /// Replaces the text (snprintf semantics, cut at kLoaderMessageBytes - 1).
-  void format(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  void format(const char* format, ...) DEFLASH_PRINTF_CHECK(2, 3);
   const char* text() const { return text_; }
   /// Writes the text and a line end to standard error.
   void print() const;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <functional>
 
+#include "frame/printf_check.h"
+
 namespace deflash {
 
 /// The host's log callback: one complete message per call. May be null.
@@ -17,13 +19,13 @@ using log_pair_fn = void (*)(void* ctx, const char* msg);
 constexpr std::size_t kLogMessageBytes = 256;
 
 /// printf-style line on standard output: no prefix, never suppressed.
-void console_log(const char* format, ...) __attribute__((format(printf, 1, 2)));
+void console_log(const char* format, ...) DEFLASH_PRINTF_CHECK(1, 2);
 
 /// Hands `message` to the callback when one is given.
 void send_log(log_callback* log, const char* message);
 
 /// Formats into a 256-byte buffer and hands it to the callback when given.
-void send_logf(log_callback* log, const char* format, ...) __attribute__((format(printf, 2, 3)));
+void send_logf(log_callback* log, const char* format, ...) DEFLASH_PRINTF_CHECK(2, 3);
 
 /// The same text on the console and to the callback.
 void report(log_callback* log, const char* message);

@@ -1,0 +1,58 @@
+# Compares the export table of a DLL with a .def file, name by name.
+#   cmake -DOBJDUMP=... -DDLL=... -DDEF=... -P check_exports.cmake
+foreach(variable OBJDUMP DLL DEF)
+  if(NOT DEFINED ${variable})
+    message(FATAL_ERROR "check_exports: ${variable} not given")
+  endif()
+endforeach()
+
+execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "check_exports: ${OBJDUMP} -p ${DLL} failed")
+endif()
+# The name pointer table lists one "[ordinal] name" line per export. Brackets
+# would confuse CMake's lists, so they go before the table is split.
+string(FIND "${dump}" "[Ordinal/Name Pointer] Table" start)
+if(start EQUAL -1)
+  message(FATAL_ERROR "check_exports: ${DLL} has no export table")
+endif()
+string(SUBSTRING "${dump}" ${start} -1 table)
+string(REGEX REPLACE "[][]" " " table "${table}")
+string(REGEX REPLACE "\n[ \t]*\n.*" "" table "${table}")  # up to the first blank line
+string(REPLACE "\n" ";" rows "${table}")
+list(POP_FRONT rows)  # the table's title
+set(actual)
+foreach(row IN LISTS rows)
+  if(row MATCHES "^[ \t]*[0-9]+[ \t]+([^ \t]+)$")
+    list(APPEND actual ${CMAKE_MATCH_1})
+  endif()
+endforeach()
+
+file(STRINGS ${DEF} lines)
+set(expected)
+set(in_exports OFF)
+foreach(line IN LISTS lines)
+  string(STRIP "${line}" line)
+  if(line STREQUAL "" OR line MATCHES "^;")
+    continue()
+  elseif(line STREQUAL "EXPORTS")
+    set(in_exports ON)
+  elseif(in_exports)
+    list(APPEND expected ${line})
+  endif()
+endforeach()
+
+list(SORT actual)
+list(SORT expected)
+set(missing ${expected})
+list(REMOVE_ITEM missing ${actual})
+set(extra ${actual})
+list(REMOVE_ITEM extra ${expected})
+list(LENGTH actual count)
+if(missing OR extra)
+  list(JOIN missing "\n  " missing_text)
+  list(JOIN extra "\n  " extra_text)
+  message(FATAL_ERROR "export table of ${DLL} differs from ${DEF}\n"
+                      "missing:\n  ${missing_text}\nnot in the .def:\n  ${extra_text}")
+endif()
+message(STATUS "deflash.dll exports the ${count} names of ${DEF}")

@@ -1,0 +1,18 @@
+# Checks of the Windows binaries themselves, run on the build machine: the
+# DLL's export table against the checked-in .def, and no runtime DLL that a
+# host would have to ship beside deflash.dll or deflash.exe.
+if(NOT MINGW)
+  return()
+endif()
+set(deflash_cmake_dir ${PROJECT_SOURCE_DIR}/cmake)
+add_test(NAME WindowsDll.ExportTableMatchesDefFile
+  COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DDLL=$<TARGET_FILE:deflash>
+          -DDEF=${deflash_cmake_dir}/deflash.def -P ${deflash_cmake_dir}/check_exports.cmake)
+add_test(NAME WindowsDll.ImportsOnlySystemDlls
+  COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DBINARY=$<TARGET_FILE:deflash>
+          -P ${deflash_cmake_dir}/check_imports.cmake)
+if(TARGET deflash_cli)
+  add_test(NAME WindowsTool.ImportsOnlySystemDlls
+    COMMAND ${CMAKE_COMMAND} -DOBJDUMP=${CMAKE_OBJDUMP} -DBINARY=$<TARGET_FILE:deflash_cli>
+            -P ${deflash_cmake_dir}/check_imports.cmake)
+endif()
