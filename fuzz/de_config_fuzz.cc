@@ -17,7 +17,6 @@
 #include "deflash/de_config.h"
 #include "frame/crc32.h"
 #include "frame/md5.h"
-
 #include "fuzz_check.h"
 
 namespace {
@@ -127,4 +126,3 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   check_image();
   return 0;
 }
-

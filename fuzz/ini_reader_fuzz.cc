@@ -66,4 +66,3 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   check_loading(text);
   return 0;
 }
-

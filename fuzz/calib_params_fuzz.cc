@@ -1,0 +1,57 @@
+// Fuzz target: arbitrary bytes as the host's raw calibration record and
+// calibration temperatures of one module, with the example module's close
+// or long configuration, through both image generators.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "calib_chain_check.h"
+#include "calibration_json.h"
+#include "fuzz_check.h"
+#include "quiet_console.h"
+
+namespace {
+
+/// Input layout: one byte choosing the configuration, the record, then the
+/// three temperatures. A shorter input keeps the example module's values
+/// for what it does not reach, so the search starts from a real module.
+constexpr std::size_t kRecordOffset = 1;
+constexpr std::size_t kTemperaturesOffset = kRecordOffset + sizeof(SocCalibParams_S);
+constexpr std::size_t kInputBytes = kTemperaturesOffset + 3 * sizeof(float);
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  silence_library_console();
+  static const deflash_cli::module_calibration example = [] {
+    deflash_cli::module_calibration c{};
+    std::string error;
+    FUZZ_CHECK(deflash_cli::read_calibration_json(DEFLASH_EXAMPLE_CALIBRATION, c, error));
+    return c;
+  }();
+  uint8_t input[kInputBytes];
+  input[0] = 0;
+  std::memcpy(input + kRecordOffset, &example.params, sizeof example.params);
+  std::memcpy(input + kTemperaturesOffset, example.temperatures, sizeof example.temperatures);
+  std::memcpy(input, data, size < kInputBytes ? size : kInputBytes);
+
+  SocCalibParams_S record;
+  std::memcpy(&record, input + kRecordOffset, sizeof record);
+  float temperatures[3];
+  std::memcpy(temperatures, input + kTemperaturesOffset, sizeof temperatures);
+
+  const char* config = (input[0] & 1) != 0 ? DEFLASH_EXAMPLE_DIR "/calib_long.ini"
+                                           : DEFLASH_EXAMPLE_DIR "/calib_close.ini";
+  const SocCalibParams_S* params = &record;
+  const float* temperature_list = temperatures;
+  SocCalibFlashInput_S list{};
+  list.config_file_list = &config;
+  list.config_file_num = 1;
+  list.calib_params_list = &params;
+  list.calib_params_num = 1;
+  list.calib_temperature_list = &temperature_list;
+  list.calib_temperature_num = 1;
+  deflash_fuzz::check_calib_chain(list);
+  return 0;
+}
