@@ -52,6 +52,18 @@ DEFLASH_EXPORT int update_soc_multi_baseline_de(const char* in_path, const float
 DEFLASH_EXPORT int update_soc_multi_fb_d2c_de(const char* in_path, const float* fb_set,
                                               int fb_count, const char* out_path);
 
+/// Rectifies the left and right IR images with the last converted
+/// rectification record and reprojects a depth image into the RGB camera with
+/// the last depth-to-colour record, in software. `format` 0 addresses every
+/// buffer as 8-bit pixels, 2 as 16-bit pixels; any other value writes nothing.
+/// Images are row-major with the sizes of the record's camera descriptions;
+/// each input/output pair runs only when both pointers are non-null; output
+/// pixels that no position reaches keep their value.
+DEFLASH_EXPORT void check_soc_calib_debug(const uint8_t* left_in, uint16_t* left_out,
+                                          const uint8_t* right_in, uint16_t* right_out,
+                                          const uint16_t* depth_in, uint16_t* depth_out,
+                                          uint32_t format);
+
 }  // extern "C"
 
 #endif  // DEFLASH_CALIB_IMAGE_H_

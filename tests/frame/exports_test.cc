@@ -42,16 +42,23 @@ TEST_F(SharedLibrary, ExportsTheImageUpdatesUnmangled) {
   EXPECT_FALSE(exports("_Z26update_soc_multi_fb_d2c_dePKcPKfiS0_"));
 }
 
+TEST_F(SharedLibrary, ExportsTheCalibrationDebugCheckUnmangled) {
+  EXPECT_TRUE(exports("check_soc_calib_debug"));
+  EXPECT_FALSE(exports("_Z21check_soc_calib_debugPKhPtS0_S1_PKtS1_j"));
+  EXPECT_FALSE(
+      exports("_ZN7deflash19rectify_debug_imageERKNS_20debug_rectify_cameraERKNS_14debug_image_"
+              "inERKNS_15debug_image_outE"));
+}
+
 TEST_F(SharedLibrary, ExportsTheDepthEngineConfigurationSurface) {
   EXPECT_TRUE(exports("gen_depth_engine_config_flash_file_de"));
   EXPECT_FALSE(exports("_Z37gen_depth_engine_config_flash_file_dePK15de_config_filesPKc"));
-  for (const char* name : {"_Z34gen_depth_engine_config_flash_filePKc",
-                           "_Z23de_copy_dpu_mode_configP8dpu_modePj",
-                           "_Z17de_get_d2c_configRP12d2c_cfg_itemRiRj",
-                           "_Z20de_get_ir_pre_configRP15ir_pre_cfg_itemRiRj",
-                           "_Z21get_dpu_scheme_configP17dpu_scheme_config",
-                           "_Z21load_de_input_configsPKc", "_Z16load_d2c_configsPKc",
-                           "_Z19load_ir_pre_configsPKc"}) {
+  for (const char* name :
+       {"_Z34gen_depth_engine_config_flash_filePKc", "_Z23de_copy_dpu_mode_configP8dpu_modePj",
+        "_Z17de_get_d2c_configRP12d2c_cfg_itemRiRj",
+        "_Z20de_get_ir_pre_configRP15ir_pre_cfg_itemRiRj",
+        "_Z21get_dpu_scheme_configP17dpu_scheme_config", "_Z21load_de_input_configsPKc",
+        "_Z16load_d2c_configsPKc", "_Z19load_ir_pre_configsPKc"}) {
     EXPECT_TRUE(exports(name)) << name;
   }
   EXPECT_FALSE(exports("_ZN7deflash16module_de_configEv"));
@@ -63,15 +70,16 @@ TEST_F(SharedLibrary, ExportsTypedNamesUnderTheirCppSignatures) {
   EXPECT_TRUE(exports("_ZN11soc_convert27get_d2d_params_unit_in_R_enEPh"));
   EXPECT_TRUE(exports("_ZN11soc_convert21get_lut_enable_statusEv"));
   EXPECT_TRUE(exports("_ZN11soc_convert23get_mipi_channel_statusEPh"));
-  EXPECT_TRUE(exports("_ZN11soc_convert37get_virtual_intrinsic_of_stereo_debugEP19DeCameraIntrinsic_S"));
+  EXPECT_TRUE(
+      exports("_ZN11soc_convert37get_virtual_intrinsic_of_stereo_debugEP19DeCameraIntrinsic_S"));
   EXPECT_TRUE(exports("_ZN11soc_convert23load_input_configs_pathEPKc"));
   EXPECT_TRUE(exports("_ZN11soc_convert26load_input_configs_contentEPKc"));
 }
 
 TEST_F(SharedLibrary, ExportsTheRectificationRegisterNames) {
-  for (const char* name : {"soc_set_rectify_params_brown",
-                           "soc_convert_rectify_params_to_register_elements",
-                           "de_copy_rectify_start_rows_register_section", "calc_start_rows_lut"}) {
+  for (const char* name :
+       {"soc_set_rectify_params_brown", "soc_convert_rectify_params_to_register_elements",
+        "de_copy_rectify_start_rows_register_section", "calc_start_rows_lut"}) {
     EXPECT_TRUE(exports(name)) << name;
   }
   EXPECT_TRUE(exports("_ZN11soc_convert24set_optimized_d2d_paramsEPNS_15DeDepthConfig_SEi"));
