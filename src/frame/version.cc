@@ -2,9 +2,11 @@
 #include <cstring>
 
 #include "deflash/frame.h"
+#include "frame/version_text.h"
 
 namespace {
-constexpr char kVersion[] = "2.2.0.4";
+// Hosts compare this text with what they were built for: "2.2.0.4".
+constexpr char kVersion[] = DEFLASH_VERSION_TEXT;
 // The host hands an 8-byte buffer; the seven characters leave the eighth
 // byte zero as the terminator.
 constexpr std::size_t kVersionBufferBytes = 8;
