@@ -16,6 +16,11 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INC
 if(TARGET deflash_cli)
   install(TARGETS deflash_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 endif()
+if(MINGW)
+  # The export table, from which other linkers make their import library.
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/deflash.def DESTINATION ${CMAKE_INSTALL_LIBDIR}
+          COMPONENT development)
+endif()
 
 install(EXPORT deflash_targets NAMESPACE deflash:: FILE deflashTargets.cmake
         DESTINATION ${deflash_cmake_install_dir} COMPONENT development)

@@ -16,6 +16,8 @@ packages=(
   libopencv-dev       # tests only: cross-check of the rectification with OpenCV
   pybind11-dev python3-dev  # the Python module
   python3-pytest python3-numpy  # its tests
+  # Windows build under Wine, reproducible bytes across compilers, packages
+  g++-mingw-w64-x86-64 wine64 googletest libz-mingw-w64-dev clang-14 dpkg-dev
 )
 
 missing=()
