@@ -29,7 +29,10 @@ constexpr std::size_t kD2cFxInItem = 32;
 /// One scratch folder per process: the input image and the output.
 const std::string& scratch_dir() {
   static const std::string path = [] {
-    std::string pattern = "/tmp/deflash_image_update_fuzz_XXXXXX";
+    // Each update syncs its output: a memory-backed TMPDIR keeps that cheap.
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
+                          "/deflash_image_update_fuzz_XXXXXX";
     FUZZ_CHECK(mkdtemp(pattern.data()) != nullptr);
     std::atexit([] {
       std::remove((scratch_dir() + "/in.bin").c_str());

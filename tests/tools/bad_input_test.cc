@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -102,6 +104,35 @@ std::vector<std::string> deconfig_dpu(const temp_dir& dir, const std::string& dp
 }
 
 const std::string kImplausible = " (--allow-implausible lets it pass)";
+
+/// The example module's raw calibration record with one float replaced.
+std::string raw_module(std::size_t offset, float value) {
+  // The seed of the raw-record fuzz target: a configuration byte, the record.
+  std::string record =
+      text_of(DEFLASH_SOURCE_DIR "/fuzz/corpus/calib_params/example_close.bin").substr(1, 6264);
+  std::memcpy(&record[offset], &value, sizeof value);
+  return record;
+}
+
+/// calib from a raw record written to `raw.bin`, with `temperatures`.
+std::vector<std::string> calib_raw(const temp_dir& dir, const std::string& record,
+                                   const std::string& temperatures = "35,35,38") {
+  dir.write("calib.bin", "previous image");
+  return {"calib",
+          "--raw-calibration",
+          dir.write("raw.bin", record),
+          "--temperatures",
+          temperatures,
+          "--config",
+          kModule + "/calib_close.ini",
+          "--out",
+          dir.file("calib.bin")};
+}
+
+// Offsets in the raw record: each camera is height, width, fx, fy, cx, cy, then
+// its eight distortion coefficients, as float32.
+constexpr std::size_t kRawLeftWidth = 4;
+constexpr std::size_t kRawLeftFx = 8;
 
 const std::vector<bad_input>& catalogue() {
   static const std::vector<bad_input> cases = {
@@ -571,6 +602,40 @@ const std::vector<bad_input>& catalogue() {
        1,
        "deflash: " + kModule +
            "/d2c.ini: not a DPU configuration: section [mode] is missing or empty"},
+      {"RawCalibrationFocalLengthNaN",
+       [](const temp_dir& d) { return calib_raw(d, raw_module(kRawLeftFx, NAN)); }, 1,
+       "deflash: $DIR/raw.bin: left_ir.fx: nan is not a positive focal length in pixels" +
+           kImplausible},
+      {"RawCalibrationWidthZero",
+       [](const temp_dir& d) { return calib_raw(d, raw_module(kRawLeftWidth, 0.0f)); }, 1,
+       "deflash: $DIR/raw.bin: left_ir.cx: 641.369995 lies outside the image (0 to 0)" +
+           kImplausible},
+      {"RawCalibrationWidth65535",
+       [](const temp_dir& d) { return calib_raw(d, raw_module(kRawLeftWidth, 65535.0f)); }, 1,
+       "deflash: calibration image not built: result -2 (DRIVER_HELPER_INVALID_PARAM)"},
+      {"TemperatureInfinite",
+       [](const temp_dir& d) { return calib_raw(d, raw_module(kRawLeftFx, 643.52f), "inf,35,38"); },
+       2, "deflash: --temperatures \"inf,35,38\" must be three numbers L,R,LDM (degrees Celsius)"},
+      {"D2cGroupCountZero",
+       [](const temp_dir& d) {
+         return deconfig(d, kModule + "/dpu_close.ini",
+                         d.write("d2c.ini", "[basic]\nnum = 0\nversion = 1.0\n"),
+                         kModule + "/ir_pre.ini");
+       },
+       1, "deflash: $DIR/d2c.ini:2: num: 0 is outside 1 to 100"},
+      {"DpuFileWithNonAsciiBytes",
+       [](const temp_dir& d) {
+         return deconfig_dpu(d, "[mode]\nversion = 1.0\ndpu_desc = \xff\xfe\xc3\xa9\n");
+       },
+       1, "deflash: $DIR/dpu.ini: not a DPU configuration: section [basic] is missing or empty"},
+      {"CheckConfigHugeFile",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"check-config",
+                                         d.write("big.ini", std::string(5000000, ';'))};
+       },
+       2,
+       "deflash: $DIR/big.ini: cannot be read (5000000 bytes, more than the 4194304 this kind of "
+       "file may have)"},
       {"CheckConfigTenThousandSections",
        [](const temp_dir& d) {
          std::string text = text_of(kModule + "/d2c.ini");
