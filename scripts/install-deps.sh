@@ -11,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev  # tests
   libbenchmark-dev    # benchmarks
   zlib1g-dev          # reference CRC-32 in the tests
+  libpng-dev          # rectify-check: IR, depth and rectified pictures as PNG
   libyaml-cpp-dev     # calibration import: OpenCV, ROS and Kalibr YAML
   libpugixml-dev      # calibration import: OpenCV XML
   libopencv-dev       # tests only: cross-check of the rectification with OpenCV

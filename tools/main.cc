@@ -20,6 +20,9 @@ int run(int argc, char** argv) {
   deflash_cli::add_startrow_command(app, exit_code);
   deflash_cli::add_deconfig_command(app, exit_code);
   deflash_cli::add_calib_json_command(app, exit_code);
+#ifdef DEFLASH_WITH_PNG
+  deflash_cli::add_rectify_check_command(app, exit_code);
+#endif
   if (argc <= 1) {
     std::fputs(app.help().c_str(), stdout);
     return deflash_cli::kExitUsage;
