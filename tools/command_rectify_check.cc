@@ -216,19 +216,19 @@ int run_rectify_check(const rectify_check_options& options) {
   std::vector<uint16_t> left_out((pixel_count(geometry.left_rectified) * sample_bytes + 1) / 2, 0);
   std::vector<uint16_t> right_out((pixel_count(geometry.right_rectified) * sample_bytes + 1) / 2,
                                   0);
-  check_soc_calib_debug(left_in.data(), left_out.data(), right_in.data(), right_out.data(),
-                        nullptr, nullptr, sample_bytes == 2 ? kDebugFormat16Bit : kDebugFormat8Bit);
+  check_soc_calib_debug(left_in.data(), left_out.data(), right_in.data(), right_out.data(), nullptr,
+                        nullptr, sample_bytes == 2 ? kDebugFormat16Bit : kDebugFormat8Bit);
   const auto as_bytes = [](const std::vector<uint16_t>& words, std::size_t count) {
     std::vector<uint8_t> bytes(count);
     std::memcpy(bytes.data(), words.data(), count);
     return bytes;
   };
-  const gray_image left_rect = from_check_bytes(
-      as_bytes(left_out, pixel_count(geometry.left_rectified) * sample_bytes),
-      geometry.left_rectified, left.bits);
-  const gray_image right_rect = from_check_bytes(
-      as_bytes(right_out, pixel_count(geometry.right_rectified) * sample_bytes),
-      geometry.right_rectified, left.bits);
+  const gray_image left_rect =
+      from_check_bytes(as_bytes(left_out, pixel_count(geometry.left_rectified) * sample_bytes),
+                       geometry.left_rectified, left.bits);
+  const gray_image right_rect =
+      from_check_bytes(as_bytes(right_out, pixel_count(geometry.right_rectified) * sample_bytes),
+                       geometry.right_rectified, left.bits);
 
   std::vector<std::pair<const char*, gray_image>> pictures;
   pictures.emplace_back(kLeftName, left_rect);
@@ -241,8 +241,8 @@ int run_rectify_check(const rectify_check_options& options) {
                                               " pixels: nothing to reproject into");
     }
     std::vector<uint16_t> depth_out(pixel_count(geometry.rgb), 0);
-    check_soc_calib_debug(nullptr, nullptr, nullptr, nullptr, depth.pixels.data(),
-                          depth_out.data(), kDebugFormat16Bit);
+    check_soc_calib_debug(nullptr, nullptr, nullptr, nullptr, depth.pixels.data(), depth_out.data(),
+                          kDebugFormat16Bit);
     gray_image in_rgb;
     in_rgb.width = geometry.rgb.width;
     in_rgb.height = geometry.rgb.height;

@@ -28,10 +28,10 @@ constexpr std::size_t kD2cKeyBytes = 16;
 /// description on.
 constexpr std::size_t kD2cDepthBytes = sizeof(DeD2CCamera_S);
 
-constexpr std::size_t kRectifyRecord = kRectifySectionOffset + kSectionHeaderBytes + kDigestBytes +
-                                       kRectifyKeyBytes;
-constexpr std::size_t kD2cRecord = kD2cSectionOffset + kSectionHeaderBytes + kDigestBytes +
-                                   kD2cKeyBytes;
+constexpr std::size_t kRectifyRecord =
+    kRectifySectionOffset + kSectionHeaderBytes + kDigestBytes + kRectifyKeyBytes;
+constexpr std::size_t kD2cRecord =
+    kD2cSectionOffset + kSectionHeaderBytes + kDigestBytes + kD2cKeyBytes;
 constexpr std::size_t kD2cRgbInItem = kD2cRecord + kD2cDepthBytes;
 
 uint32_t u32_at(const std::vector<uint8_t>& b, std::size_t at) {

@@ -63,8 +63,8 @@ bool read_png_header(png_structp png, png_infop info, png_header* header) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_read_info(png, info);
   int interlace = 0;
-  png_get_IHDR(png, info, &header->width, &header->height, &header->bit_depth,
-               &header->color_type, &interlace, nullptr, nullptr);
+  png_get_IHDR(png, info, &header->width, &header->height, &header->bit_depth, &header->color_type,
+               &interlace, nullptr, nullptr);
   return true;
 }
 
@@ -157,9 +157,8 @@ picture_status decode_png(const std::string& path, const std::string& bytes, gra
   image.pixels.resize(std::size_t{header.width} * header.height);
   for (std::size_t i = 0; i < image.pixels.size(); ++i) {
     // PNG samples are big-endian.
-    image.pixels[i] = sample_bytes == 2
-                          ? static_cast<uint16_t>(raw[2 * i] << 8 | raw[2 * i + 1])
-                          : static_cast<uint16_t>(raw[i]);
+    image.pixels[i] = sample_bytes == 2 ? static_cast<uint16_t>(raw[2 * i] << 8 | raw[2 * i + 1])
+                                        : static_cast<uint16_t>(raw[i]);
   }
   return picture_status::ok;
 }
