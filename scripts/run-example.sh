@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library and the deflash tool, then runs it on the example module
 # in examples/module/, writing its calibration, raw-calibration, start-row and
-# depth-engine configuration images to out/.
+# depth-engine configuration images to out/, decoding the calibration image,
+# and rectifying the example scene pictures into out/*.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -28,3 +29,14 @@ mkdir -p out
 # Depth-engine configuration image: DPU modes, D2C and IR pre-ISP groups.
 "$tool" deconfig --dpu "$module/dpu_close.ini" --dpu "$module/dpu_long.ini" \
   --d2c "$module/d2c.ini" --ir-pre "$module/ir_pre.ini" --out out/deconfig.bin
+# Decoded and checked calibration image (once the inspect command is built in).
+if "$tool" inspect --help >/dev/null 2>&1; then
+  "$tool" inspect out/calib.bin
+fi
+# The example scene rectified (left_rectified.png, right_rectified.png,
+# side_by_side.png) and its depth reprojected into the RGB camera
+# (depth_in_rgb.png), all in out/.
+"$tool" rectify-check --calibration "$module/calibration.json" \
+  --config "$module/calib_close.ini" \
+  --left "$module/scene_left.png" --right "$module/scene_right.png" \
+  --depth "$module/scene_depth.png" --out-dir out

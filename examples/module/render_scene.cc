@@ -1,0 +1,122 @@
+// Renders the example scene through the example module's calibration: the
+// left and right IR pictures (8-bit PNG, with the lens distortion and the
+// right camera's pose) and the depth picture of the depth camera (16-bit PNG,
+// millimetres along the rectified optical axis, 0 where nothing is hit).
+// Usage: render_example_scene CALIBRATION.json CONFIG.ini OUT_DIR
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "calib_image/calib_state.h"
+#include "calibration_json.h"
+#include "deflash/calib_image.h"
+#include "example_scene.h"
+#include "gray_image.h"
+#include "safe_output.h"
+
+namespace {
+
+using example_scene::camera;
+
+deflash_cli::gray_image render_ir(const example_scene::scene& world, const camera& cam) {
+  deflash_cli::gray_image image;
+  image.width = cam.width;
+  image.height = cam.height;
+  image.bits = 8;
+  image.pixels.assign(static_cast<std::size_t>(cam.width) * cam.height, 0);
+  for (int y = 0; y < cam.height; ++y) {
+    for (int x = 0; x < cam.width; ++x) {
+      Eigen::Vector3d from;
+      Eigen::Vector3d direction;
+      example_scene::pixel_ray(cam, x, y, from, direction);
+      const example_scene::hit h = example_scene::cast(world, from, direction);
+      if (!h.found) continue;
+      const double value = std::round(example_scene::grey(world, h.plane, h.s, h.t));
+      image.pixels[static_cast<std::size_t>(y) * cam.width + x] =
+          static_cast<uint16_t>(std::fmin(255.0, std::fmax(0.0, value)));
+    }
+  }
+  return image;
+}
+
+/// Depth along the rectified left camera's axis: the depth camera of the
+/// depth-to-colour record looks through the left rectifying rotation.
+deflash_cli::gray_image render_depth(const example_scene::scene& world,
+                                     const DeD2CCamera_S& depth_camera, const float* rect_rotation,
+                                     float unit) {
+  Eigen::Matrix3d rect_from_left;
+  for (int i = 0; i < 9; ++i) rect_from_left(i / 3, i % 3) = rect_rotation[i];
+  deflash_cli::gray_image image;
+  image.width = depth_camera.width;
+  image.height = depth_camera.height;
+  image.bits = 16;
+  image.pixels.assign(static_cast<std::size_t>(image.width) * image.height, 0);
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) {
+      const Eigen::Vector3d rect_ray((x - static_cast<double>(depth_camera.cx)) / depth_camera.fx,
+                                     (y - static_cast<double>(depth_camera.cy)) / depth_camera.fy,
+                                     1.0);
+      const example_scene::hit h = example_scene::cast(world, Eigen::Vector3d::Zero(),
+                                                       rect_from_left.transpose() * rect_ray);
+      if (!h.found) continue;
+      // The ray's third rectified coordinate is 1: the distance is the depth.
+      const double value = std::round(h.distance / unit);
+      image.pixels[static_cast<std::size_t>(y) * image.width + x] =
+          static_cast<uint16_t>(std::fmin(65535.0, value));
+    }
+  }
+  return image;
+}
+
+int fail(const std::string& line) {
+  std::fprintf(stderr, "render_example_scene: %s\n", line.c_str());
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) return fail("usage: render_example_scene CALIBRATION.json CONFIG.ini OUT_DIR");
+  const std::string out_dir = argv[3];
+  deflash_cli::module_calibration calibration;
+  std::string error;
+  if (!deflash_cli::read_calibration_json(argv[1], calibration, error)) return fail(error);
+
+  // The depth camera is the rectified left camera: convert the module once.
+  const char* configs[1] = {argv[2]};
+  const SocCalibParams_S* calibs[1] = {&calibration.params};
+  const float* temperatures[1] = {calibration.temperatures};
+  const SocCalibFlashInput_S input{configs, 1, calibs, 1, temperatures, 1, nullptr};
+  constexpr int kImageBytes = 0x6000;
+  std::vector<uint8_t> image(kImageBytes);
+  if (gen_soc_calib_flash_param_de(&input, image.data(), nullptr, kImageBytes, 1, nullptr, 0) !=
+      0) {
+    return fail("the calibration chain refused the module");
+  }
+  const deflash::calib_image_state& state = deflash::module_calib_image();
+  constexpr float kMillimetresPerCount = 1.0f;  // the example's d2d_params_unit
+
+  const example_scene::scene world = example_scene::make_scene();
+  const camera left = example_scene::camera_of(calibration.params, kCameraLeftIr);
+  const camera right = example_scene::camera_of(calibration.params, kCameraRightIr);
+  const std::vector<std::pair<std::string, deflash_cli::gray_image>> pictures = {
+      {"scene_left.png", render_ir(world, left)},
+      {"scene_right.png", render_ir(world, right)},
+      {"scene_depth.png",
+       render_depth(world, state.d2c.depth, state.rectify.rotation_L, kMillimetresPerCount)},
+  };
+  std::vector<deflash_cli::output_file> outputs;
+  for (const auto& picture : pictures) {
+    std::string png;
+    if (!deflash_cli::encode_png(picture.second, png, error)) return fail(error);
+    outputs.push_back({out_dir + "/" + picture.first, std::move(png)});
+  }
+  if (!deflash_cli::write_outputs({argv[1], argv[2]}, outputs, {}, error)) return fail(error);
+  for (const auto& output : outputs) {
+    std::printf("wrote %s (%s bytes)\n", output.path.c_str(),
+                std::to_string(output.bytes.size()).c_str());
+  }
+  return 0;
+}
