@@ -44,13 +44,15 @@ bool same(const dpu_snapshot& a, const dpu_snapshot& b) {
 
 // One scratch file per process; the loaders read paths, not texts.
 const std::string& scratch_path() {
-  static const std::string path = [] {
+  // Never destroyed: the exit handler registered while it is built runs
+  // after a static string's destructor would have freed it.
+  static const std::string& path = *[] {
     std::string pattern = "/tmp/deflash_de_config_fuzz_XXXXXX";
     const int fd = mkstemp(pattern.data());
     FUZZ_CHECK(fd >= 0);
     close(fd);
     std::atexit([] { std::remove(scratch_path().c_str()); });
-    return pattern;
+    return new std::string(pattern);
   }();
   return path;
 }

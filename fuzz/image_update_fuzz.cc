@@ -28,7 +28,9 @@ constexpr std::size_t kD2cFxInItem = 32;
 
 /// One scratch folder per process: the input image and the output.
 const std::string& scratch_dir() {
-  static const std::string path = [] {
+  // Never destroyed: the exit handler registered while it is built runs
+  // after a static string's destructor would have freed it.
+  static const std::string& path = *[] {
     // Each update syncs its output: a memory-backed TMPDIR keeps that cheap.
     const char* tmp = std::getenv("TMPDIR");
     std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
@@ -39,7 +41,7 @@ const std::string& scratch_dir() {
       std::remove((scratch_dir() + "/out.bin").c_str());
       rmdir(scratch_dir().c_str());
     });
-    return pattern;
+    return new std::string(pattern);
   }();
   return path;
 }
