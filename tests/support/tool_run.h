@@ -4,7 +4,9 @@
 #ifndef DEFLASH_TESTS_SUPPORT_TOOL_RUN_H_
 #define DEFLASH_TESTS_SUPPORT_TOOL_RUN_H_
 
+#ifndef _WIN32
 #include <sys/wait.h>
+#endif
 
 #include <cstdint>
 #include <cstdlib>
@@ -21,11 +23,16 @@ struct tool_run {
   std::string err;
 };
 
+#ifdef _WIN32
+// cmd.exe quoting: the tests' arguments hold no double quotes of their own.
+inline std::string shell_quote(const std::string& text) { return "\"" + text + "\""; }
+#else
 inline std::string shell_quote(const std::string& text) {
   std::string quoted = "'";
   for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return quoted + "'";
 }
+#endif
 
 /// Runs the deflash binary with `args`, standard input closed; a process
 /// that dies by a signal reports exit code -1.
@@ -33,11 +40,21 @@ inline tool_run run_tool(const std::vector<std::string>& args) {
   temp_dir streams;
   std::string command = shell_quote(DEFLASH_CLI_PATH);
   for (const std::string& arg : args) command += " " + shell_quote(arg);
+#ifdef _WIN32
+  command +=
+      " <NUL >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
+  // cmd.exe /c strips the first and the last quote of a line that starts
+  // with one; the outer pair keeps the program's own quotes intact.
+  const int status = std::system(("\"" + command + "\"").c_str());
+  tool_run run;
+  run.exit_code = status;
+#else
   command +=
       " </dev/null >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
   const int status = std::system(command.c_str());
   tool_run run;
   run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
   const std::vector<uint8_t> out = read_file(streams.file("out"));
   const std::vector<uint8_t> err = read_file(streams.file("err"));
   run.out.assign(out.begin(), out.end());

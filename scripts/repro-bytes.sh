@@ -1,0 +1,85 @@
+#!/usr/bin/env bash
+# Builds the library and the tool with several compilers, optimisation levels
+# and target machines (and for Windows, run under Wine), writes the example
+# module's images with each (fixed time stamp and serial number) and checks
+# that every build wrote the same bytes. A difference means some float
+# computation depends on the compiler or the machine, and a camera calibrated
+# on one workstation would get a different flash image than on another.
+#   scripts/repro-bytes.sh [variant...]   (default: all)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+
+if command -v ccache > /dev/null; then
+  launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
+else
+  launcher=()
+fi
+jobs=$(nproc 2>/dev/null || echo 2)
+wine=""
+for candidate in /usr/lib/wine/wine64 "$(command -v wine64 || true)" "$(command -v wine || true)"; do
+  if [ -n "$candidate" ] && [ -x "$candidate" ]; then wine=$candidate; break; fi
+done
+
+# name: compiler, optimisation, extra flags
+declare -A variants=(
+  [gcc-O2]="g++ -O2"
+  [gcc-O0]="g++ -O0"
+  [gcc-O2-native]="g++ -O2 -march=native"
+  [clang-O2]="clang++-14 -O2"
+  [clang-O0-native]="clang++-14 -O0 -march=native"
+  [windows-O2]="windows -O2"
+)
+order=(gcc-O2 gcc-O0 gcc-O2-native clang-O2 clang-O0-native windows-O2)
+if (($# > 0)); then order=("$@"); fi
+
+module=examples/module
+run_example() {  # run_example <tool command...>: writes the images into $out
+  "$@" calib --calibration "$module/calibration.json" \
+    --config "$module/calib_close.ini" --config "$module/calib_long.ini" \
+    --timestamp 1700000000 --sn 0011223344556677,8899AABBCCDDEEFF,0123456789ABCDEF \
+    --out "$out/calib.bin" --raw-out "$out/raw_calib.bin" > /dev/null
+  "$@" startrow --calibration "$module/calibration.json" \
+    --config "$module/calib_close.ini" --config "$module/calib_long.ini" \
+    --out "$out/startrow.bin" > /dev/null
+  "$@" deconfig --dpu "$module/dpu_close.ini" --dpu "$module/dpu_long.ini" \
+    --d2c "$module/d2c.ini" --ir-pre "$module/ir_pre.ini" --out "$out/deconfig.bin" > /dev/null
+}
+
+reference=""
+status=0
+for name in "${order[@]}"; do
+  read -r compiler opt extra <<< "${variants[$name]:?unknown variant $name}"
+  build=build/repro/$name
+  out=$root/build/repro/out/$name
+  rm -rf "$out" && mkdir -p "$out"
+  common=(-DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=$opt ${extra:-}"
+          -DDEFLASH_BUILD_TESTS=OFF -DDEFLASH_WERROR=ON "${launcher[@]}")
+  if [ "$compiler" = windows ]; then
+    if [ -z "$wine" ]; then echo "repro: no Wine, $name left out" >&2; status=1; continue; fi
+    cmake -S . -B "$build" --toolchain cmake/mingw-w64-x86_64.cmake "${common[@]}" > /dev/null
+    tool=("$wine" "$build/tools/deflash.exe")
+    export WINEDEBUG=-all
+  else
+    if ! command -v "$compiler" > /dev/null; then
+      echo "repro: $compiler not installed, $name left out" >&2; status=1; continue
+    fi
+    cmake -S . -B "$build" -DCMAKE_CXX_COMPILER="$compiler" "${common[@]}" > /dev/null
+    tool=("$build/tools/deflash")
+  fi
+  cmake --build "$build" -j"$jobs" --target deflash deflash_cli > "$build.log" 2>&1 ||
+    { tail -30 "$build.log"; exit 1; }
+  run_example "${tool[@]}"
+  (cd "$out" && sha256sum calib.bin raw_calib.bin startrow.bin deconfig.bin > SHA256SUMS)
+  if [ -z "$reference" ]; then
+    reference=$name
+  elif ! cmp -s "$root/build/repro/out/$reference/SHA256SUMS" "$out/SHA256SUMS"; then
+    echo "repro: $name wrote different images than $reference:" >&2
+    diff "$root/build/repro/out/$reference/SHA256SUMS" "$out/SHA256SUMS" >&2 || true
+    status=1
+    continue
+  fi
+  echo "repro: $name: same bytes as ${reference}"
+done
+((status == 0)) && echo "repro: all builds wrote identical images" || echo "repro: FAILED" >&2
+exit "$status"
