@@ -4,8 +4,10 @@
 
 #include <cmath>
 #include <cstdint>
+#include <optional>
 #include <type_traits>
 
+#include "config/camera_rules.h"
 #include "config/ini_convert.h"
 #include "frame/log.h"
 
@@ -35,8 +37,6 @@ uint16_t chop_from_float(float value) {
 }
 
 uint16_t as_chop(const IniValue& value) { return chop_from_float(as_float(value)); }
-
-bool distortion_uses_lut(uint8_t distort_type) { return distort_type == 1 || distort_type == 2; }
 
 // Looks keys up in one section without inserting, converts and stores them.
 class section_keys {
@@ -116,7 +116,7 @@ section_status read_rectify_section(const IniSectionMap& section, calib_input_co
   // The LUT settings only mean something for the distortion types that
   // rectify through a LUT; otherwise they are not looked at and keep the
   // previous load's values.
-  if (distortion_uses_lut(config.distort_type)) {
+  if (distortion_uses_table(config.distort_type)) {
     if (!keys.required("lut_sample_bit", as_int, config.lut_sample_bit) ||
         !keys.required("lut_extend_ratio", as_float, config.lut_extend_ratio)) {
       return keys.missing();
@@ -161,10 +161,8 @@ section_status read_d2d_section(const IniSectionMap& section, calib_input_config
 
   if (const IniValue* value = keys.find("depth_mode")) {
     config.depth_mode = as_int8(*value);
-  } else if (config.cam_type < 2) {
-    config.depth_mode = 0;
-  } else if (config.cam_type < 4) {
-    config.depth_mode = 1;  // cam_type 2 and 3 run the camera depth mode
+  } else if (const std::optional<uint8_t> mode = depth_mode_for_cam_type(config.cam_type)) {
+    config.depth_mode = static_cast<int8_t>(*mode);
   }
   // Any other cam_type leaves depth_mode as the previous load set it.
   return {};

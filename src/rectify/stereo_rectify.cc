@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "config/calib_input_config.h"
+#include "config/camera_rules.h"
 #include "deflash/result_codes.h"
 #include "frame/log.h"
 #include "rectify/d2c_geometry.h"
@@ -106,7 +107,8 @@ int32_t rectify_stereo(CalibrateParamsMulti calib, soc_convert::DeStereoRectifyP
 
   // Lens look-up tables are not produced here; such a configuration still
   // gets the model-based rectification.
-  if (config.distort_type == 1 || config.distort_type == 2) {
+  if (distortion_uses_table(config.distort_type)) {
+    // The misspelling is the message hosts match on; kept on purpose.
     console_log("rectify_config error: not surport lut\n");
   }
 
