@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 
+#include "config/camera_rules.h"
 #include "config/ini_convert.h"
 #include "config/ini_reader.h"
 #include "de_config/brace_list.h"
@@ -60,6 +61,11 @@ struct dpu_reader {
   const IniValue& value(const char* section, const char* key) {
     return checked_value(document, section, key, message);
   }
+  /// The converted value of an optional key, or `fallback` when the key is absent.
+  template <typename T>
+  T optional(const char* section, const char* key, T (*convert)(const IniValue&), T fallback) {
+    return has(section, key) ? convert(value(section, key)) : fallback;
+  }
 };
 
 // Code of `unit`, or -1 when it is none of the supported units.
@@ -71,17 +77,10 @@ int depth_unit_code(float unit) {
   return -1;
 }
 
-// Camera modes 0 and 1 are single-range (depth mode 0), 2 and 3 dual-range
-// (depth mode 1); any other mode keeps the value already held.
-uint8_t depth_mode_for_cam_mode(uint8_t cam_mode, uint8_t current) {
-  if (cam_mode <= 1) return 0;
-  if (cam_mode <= 3) return 1;
-  return current;
-}
-
 bool read_resolution(dpu_reader& r, const char* key, uint16_t (&out)[kResolutionValues]) {
   if (parse_brace_list_u16(r.value("mode", key).text(), out, kResolutionValues) !=
       kResolutionValues) {
+    // The misspelling is the message hosts match on; kept on purpose.
     r.message.format("string to arrary %s error", key);
     return false;
   }
@@ -90,7 +89,6 @@ bool read_resolution(dpu_reader& r, const char* key, uint16_t (&out)[kResolution
 
 bool read_mode(dpu_reader& r, de_config_state& state) {
   state.mode = dpu_mode{};
-  state.dpu_version = 0;
   state.dpu_version = pack_version(r.value("mode", "version").text());
   state.mode.laser_type = as_uint32(r.value("mode", "laser_type"));
   if (!copy_description("dpu_desc", r.value("mode", "dpu_desc").text(), state.mode.dpu_desc,
@@ -105,26 +103,22 @@ bool read_mode(dpu_reader& r, de_config_state& state) {
 bool read_basic(dpu_reader& r, dpu_basic_params& b) {
   constexpr const char* s = "basic";
   b.cam_mode = as_uint8(r.value(s, "cam_mode"));
-  b.depth_mode = r.has(s, "depth_mode") ? as_uint8(r.value(s, "depth_mode"))
-                                        : depth_mode_for_cam_mode(b.cam_mode, b.depth_mode);
+  // A camera mode without a depth mode of its own keeps the value already held.
+  b.depth_mode = r.optional(s, "depth_mode", as_uint8,
+                            depth_mode_for_cam_type(b.cam_mode).value_or(b.depth_mode));
   b.scale_mode = as_uint8(r.value(s, "scale_mode"));
   b.upsample_enable = as_bool(r.value(s, "upsample_enable"));
   b.rectify_mode = as_uint8(r.value(s, "rectify_mode"));
   b.distort_type = as_uint8(r.value(s, "distort_type"));
-  b.rotate_90_en = r.has(s, "rotate_90_en") ? as_bool(r.value(s, "rotate_90_en")) : false;
-  b.rotate_clockwise =
-      r.has(s, "rotate_clockwise") ? as_bool(r.value(s, "rotate_clockwise")) : false;
-  b.sbg_en = r.has(s, "sbg_en") ? as_bool(r.value(s, "sbg_en")) : false;
-  b.sub_mode_sel = r.has(s, "sub_mode_sel") ? as_uint8(r.value(s, "sub_mode_sel")) : 0;
-  b.start_rows = r.has(s, "start_rows") ? as_uint32(r.value(s, "start_rows")) : 0;
-  b.d2c_buffer_position =
-      r.has(s, "d2c_buffer_position") ? as_int32(r.value(s, "d2c_buffer_position")) : 0;
-  b.d2c_total_buffer_rows =
-      r.has(s, "d2c_total_buffer_rows") ? as_int32(r.value(s, "d2c_total_buffer_rows")) : 0;
+  b.rotate_90_en = r.optional(s, "rotate_90_en", as_bool, false);
+  b.rotate_clockwise = r.optional(s, "rotate_clockwise", as_bool, false);
+  b.sbg_en = r.optional(s, "sbg_en", as_bool, false);
+  b.sub_mode_sel = r.optional(s, "sub_mode_sel", as_uint8, uint8_t{0});
+  b.start_rows = r.optional(s, "start_rows", as_uint32, uint32_t{0});
+  b.d2c_buffer_position = r.optional(s, "d2c_buffer_position", as_int32, int32_t{0});
+  b.d2c_total_buffer_rows = r.optional(s, "d2c_total_buffer_rows", as_int32, int32_t{0});
   b.d2c_recovery_mode = as_uint8(r.value(s, "d2c_recovery_mode"));
-  b.d2c_recovery_expand_width = r.has(s, "d2c_recovery_expand_width")
-                                    ? as_float(r.value(s, "d2c_recovery_expand_width"))
-                                    : 0.0f;
+  b.d2c_recovery_expand_width = r.optional(s, "d2c_recovery_expand_width", as_float, 0.0f);
   b.depth_sign = as_int32(r.value(s, "depth_sign"));
   const int unit_code = depth_unit_code(as_float(r.value(s, "depth_unit")));
   if (unit_code < 0) {
@@ -177,6 +171,7 @@ void read_disparity(dpu_reader& r, dpu_disparity_params& d) {
 
 bool read_edges(dpu_reader& r, const char* key, uint32_t (&out)[kEdgeValues]) {
   if (parse_brace_list_u32(r.value("extend_chop", key).text(), out, kEdgeValues) != kEdgeValues) {
+    // The misspelling is the message hosts match on; kept on purpose.
     r.message.format("string to arrary %s error", key);
     return false;
   }
@@ -238,9 +233,6 @@ bool read_scheme(dpu_reader& r, const dpu_basic_params& basic, dpu_scheme_config
   flags = with_key_bit(r, flags, kFlagMonoLutRectify, "mono_lut_rectify");
   flags = with_key_bit(r, flags, kFlagHwD2dEn, "hw_d2d_en");
   flags = with_key_bit(r, flags, kFlagMipiChannel, "mipi_channel_status");
-  // hw_d2d_en is read a second time, as the established read order has it;
-  // the bit comes out the same.
-  flags = with_key_bit(r, flags, kFlagHwD2dEn, "hw_d2d_en");
   scheme.flags = flags;
   return true;
 }
