@@ -61,10 +61,12 @@ void compute_rectify_kk(const float* distortion, double* kk) {
   kk[8] = static_cast<double>(3.0f * p1);
 }
 
-// The camera-id messages of the conversion: console line, then callback.
+// The camera-id messages of the conversion: console line, then callback. The
+// console line gets the camera number (1 target, 0 reference) and the code;
+// formats that do not show the code leave it unused.
 uint32_t report_camera_failure(uint32_t err, const char* console_format, int32_t cam_id,
                                const char* callback_format, void* ctx, log_pair_fn log) {
-  console_log(console_format, cam_id == CAMERA_ID_TARGET ? 1 : 0);
+  console_log(console_format, cam_id == CAMERA_ID_TARGET ? 1 : 0, static_cast<int>(err));
   char message[kLogMessageBytes];
   std::snprintf(message, sizeof message, callback_format, camera_id_name(cam_id));
   send_pair_log(ctx, log, message);
@@ -85,8 +87,8 @@ uint32_t soc_convert_rectify_commom_float_to_register(int32_t cam_id, register_e
         convert_float_to_fixed(value, kRegisterWordBits, kMatrixFractionBits[j], name);
     if (code == kFixedPointOverflow) {
       std::snprintf(message, sizeof message,
-                    "error: rectify_r%d DRIVER_HELPER_PARAM_OUT_OF_RANGE, rectify_r%d=%.9f\n", j,
-                    j, value);
+                    "error: rectify_r%d DRIVER_HELPER_PARAM_OUT_OF_RANGE, rectify_r%d=%.9f\n", j, j,
+                    value);
       send_pair_log(ctx, log, message);
       return DRIVER_HELPER_PARAM_OUT_OF_RANGE;
     }
@@ -106,12 +108,11 @@ uint32_t soc_convert_rectify_commom_float_to_register(int32_t cam_id, register_e
       {"rectify_cy", intrinsic.cy, kCyElement},
   };
   for (const intrinsic_term& term : terms) {
-    const uint32_t code = convert_float_to_fixed(static_cast<double>(term.value),
-                                                 kRegisterWordBits, kIntrinsicFractionBits,
-                                                 term.name);
+    const uint32_t code = convert_float_to_fixed(static_cast<double>(term.value), kRegisterWordBits,
+                                                 kIntrinsicFractionBits, term.name);
     if (code == kFixedPointOverflow) {
-      std::snprintf(message, sizeof message,
-                    "%s error! err = DRIVER_HELPER_PARAM_OUT_OF_RANGE \n", term.name);
+      std::snprintf(message, sizeof message, "%s error! err = DRIVER_HELPER_PARAM_OUT_OF_RANGE \n",
+                    term.name);
       send_pair_log(ctx, log, message);
       return DRIVER_HELPER_PARAM_OUT_OF_RANGE;
     }
@@ -138,8 +139,8 @@ uint32_t soc_convert_rectify_kk_float_to_register(int32_t cam_id, register_eleme
         convert_float_to_fixed(value, kRegisterWordBits, kDistortionFractionBits, name);
     if (code == kFixedPointOverflow) {
       std::snprintf(message, sizeof message,
-                    "error: rectify_k%d DRIVER_HELPER_PARAM_OUT_OF_RANGE, rectify_k%d=%.9f\n", j,
-                    j, value);
+                    "error: rectify_k%d DRIVER_HELPER_PARAM_OUT_OF_RANGE, rectify_k%d=%.9f\n", j, j,
+                    value);
       // This converter decides on the context, not the function, as the
       // hosts expect; a null function is still never called.
       if (ctx != nullptr) send_pair_log(ctx, log, message);
@@ -222,9 +223,9 @@ uint32_t soc_set_rectify_params_brown(int32_t cam_id, const DeCameraIntrinsic_S*
   int32_t* lut = deflash::replace_start_rows_lut(cam_id, rows);
   float coefficients[deflash::kDistortionTerms];
   std::memcpy(coefficients, distortion, sizeof coefficients);
-  const uint32_t err = calc_start_rows_lut(src_intrin, dst_intrin, coefficients,
-                                           camera.rectify_matrix, lut, rows,
-                                           start_rows_buff_reserved);
+  const uint32_t err =
+      calc_start_rows_lut(src_intrin, dst_intrin, coefficients, camera.rectify_matrix, lut, rows,
+                          start_rows_buff_reserved);
   if (err != 0) {
     const char* message = cam_id == CAMERA_ID_TARGET
                               ? "calc_start_rows_lut error! camid = CAMERA_ID_TARGET \n"
@@ -272,26 +273,25 @@ uint32_t soc_convert_rectify_params_to_register_elements(void* ctx, DeRectifyLog
   const int32_t count = state.start_rows_count;
   deflash::replace_start_rows_sections(count);
 
-  uint32_t err = deflash::convert_rectify_start_rows_float_to_register(
-      CAMERA_ID_TARGET, &state.start_rows_sections[target], count);
-  if (err != 0) {
-    deflash::console_log(
-        "convert_rectify_start_rows_float_to_register error! camera id = %d,err = %d \n", 1,
-        static_cast<int>(err));
-    deflash::send_pair_log(
-        ctx, log, "convert_rectify_start_rows_float_to_register error! camera id = CAMERA_ID_TARGET\n");
-    return err;
-  }
-  // The two start-row formats differ in punctuation; hosts parse both as they are.
-  err = deflash::convert_rectify_start_rows_float_to_register(
-      CAMERA_ID_REF, &state.start_rows_sections[ref], count);
-  if (err != 0) {
-    deflash::console_log(
-        "convert_rectify_start_rows_float_to_register error!,camera id = %d ,err = %d\n", 0,
-        static_cast<int>(err));
-    deflash::send_pair_log(
-        ctx, log, "convert_rectify_start_rows_float_to_register error! camera id = CAMERA_ID_REF\n");
-    return err;
+  // The two start-row console formats differ in punctuation; hosts parse both as they are.
+  struct start_rows_camera {
+    int32_t cam_id;
+    const char* console_format;
+  };
+  constexpr start_rows_camera kStartRowsCameras[] = {
+      {CAMERA_ID_TARGET,
+       "convert_rectify_start_rows_float_to_register error! camera id = %d,err = %d \n"},
+      {CAMERA_ID_REF,
+       "convert_rectify_start_rows_float_to_register error!,camera id = %d ,err = %d\n"},
+  };
+  for (const start_rows_camera& camera : kStartRowsCameras) {
+    const uint32_t err = deflash::convert_rectify_start_rows_float_to_register(
+        camera.cam_id, &state.start_rows_sections[deflash::camera_slot(camera.cam_id)], count);
+    if (err != 0) {
+      return report_camera_failure(
+          err, camera.console_format, camera.cam_id,
+          "convert_rectify_start_rows_float_to_register error! camera id = %s\n", ctx, log);
+    }
   }
 
   deflash::release_start_rows_lut(CAMERA_ID_TARGET);
