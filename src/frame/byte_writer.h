@@ -9,6 +9,13 @@
 
 namespace deflash {
 
+inline void store_u32_le(uint8_t* p, uint32_t v) {
+  p[0] = static_cast<uint8_t>(v);
+  p[1] = static_cast<uint8_t>(v >> 8);
+  p[2] = static_cast<uint8_t>(v >> 16);
+  p[3] = static_cast<uint8_t>(v >> 24);
+}
+
 /// Writes little-endian values at a moving offset inside a caller's buffer.
 /// A write that would pass the end writes nothing and marks the writer
 /// overflowed; callers size their layout first, so this is a last guard.
@@ -24,7 +31,7 @@ class byte_writer {
   }
   void put_u32_le(uint32_t v) {
     uint8_t b[4];
-    store_le(b, v);
+    store_u32_le(b, v);
     put_bytes(b, 4);
   }
   void put_i32_le(int32_t v) { put_u32_le(static_cast<uint32_t>(v)); }
@@ -55,7 +62,7 @@ class byte_writer {
       overflowed_ = true;
       return;
     }
-    store_le(data_ + at, v);
+    store_u32_le(data_ + at, v);
   }
 
   std::size_t offset() const { return offset_; }
@@ -63,12 +70,6 @@ class byte_writer {
   bool overflowed() const { return overflowed_; }
 
  private:
-  static void store_le(uint8_t* b, uint32_t v) {
-    b[0] = static_cast<uint8_t>(v);
-    b[1] = static_cast<uint8_t>(v >> 8);
-    b[2] = static_cast<uint8_t>(v >> 16);
-    b[3] = static_cast<uint8_t>(v >> 24);
-  }
   bool fits(std::size_t at, std::size_t n) const { return at <= size_ && n <= size_ - at; }
 
   uint8_t* data_;
@@ -77,9 +78,7 @@ class byte_writer {
   bool overflowed_ = false;
 };
 
-inline uint16_t load_u16_le(const uint8_t* p) {
-  return static_cast<uint16_t>(p[0] | (p[1] << 8));
-}
+inline uint16_t load_u16_le(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
 
 inline uint32_t load_u32_le(const uint8_t* p) {
   return uint32_t{p[0]} | (uint32_t{p[1]} << 8) | (uint32_t{p[2]} << 16) | (uint32_t{p[3]} << 24);
@@ -90,13 +89,6 @@ inline float load_f32_le(const uint8_t* p) {
   float v;
   std::memcpy(&v, &bits, sizeof v);
   return v;
-}
-
-inline void store_u32_le(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v);
-  p[1] = static_cast<uint8_t>(v >> 8);
-  p[2] = static_cast<uint8_t>(v >> 16);
-  p[3] = static_cast<uint8_t>(v >> 24);
 }
 
 inline void store_f32_le(uint8_t* p, float v) {
