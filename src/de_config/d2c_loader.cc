@@ -34,6 +34,7 @@ bool read_u16_list(IniDocument& document, const std::string& section, const char
                    uint16_t (&out)[n], loader_message& message) {
   uint32_t values[n] = {};
   if (parse_brace_list_u32(checked_value(document, section, key, message).text(), values, n) != n) {
+    // The misspelling is the message hosts match on; kept on purpose.
     message.format("string to arrary %s error", key);
     return false;
   }

@@ -37,6 +37,7 @@ int load_group_document(const char* path, std::size_t capacity, uint16_t& count,
   // Taken as unsigned, so a negative count fails here too. The text names
   // D2C for both loaders; hosts match it word for word.
   if (static_cast<unsigned int>(num) > capacity) {
+    // The misspelling is the message hosts match on; kept on purpose.
     std::fprintf(stderr, "Number of d2c cofiguration not supported\n");
     return DRIVER_HELPER_FAIL;
   }

@@ -38,6 +38,7 @@ bool read_range(IniDocument& document, const std::string& section, const char* k
                 uint32_t (&out)[kRangeValues], loader_message& message) {
   if (parse_brace_list_u32(document.section(section)[key].text(), out, kRangeValues) !=
       kRangeValues) {
+    // The misspelling is the message hosts match on; kept on purpose.
     message.format("string to arrary %s error", key);
     return false;
   }
@@ -48,6 +49,7 @@ template <std::size_t n>
 bool read_u16_list(IniDocument& document, const std::string& section, const char* key,
                    uint16_t (&out)[n], loader_message& message) {
   if (parse_brace_list_u16(document.section(section)[key].text(), out, n) != n) {
+    // The misspelling is the message hosts match on; kept on purpose.
     message.format("string to arrary %s error", key);
     return false;
   }
