@@ -118,31 +118,32 @@ struct DeStereoRectifyParams_S {
   float temperature_L;              ///< slots 55-57: calibration temperatures
   float temperature_R;
   float temperature_ldm;
-  float ir_l_comp_coeff;            ///< slots 58-60: temperature compensation
+  float ir_l_comp_coeff;  ///< slots 58-60: temperature compensation
   float ir_r_comp_coeff;
   float ldm_comp_coeff;
 };
-static_assert(sizeof(DeStereoRectifyParams_S) == 61 * 4, "61 slots");
-static_assert(offsetof(DeStereoRectifyParams_S, distortion_L) == 5 * 4, "slot 5");
-static_assert(offsetof(DeStereoRectifyParams_S, rotation_L) == 13 * 4, "slot 13");
-static_assert(offsetof(DeStereoRectifyParams_S, intrinsic_R) == 22 * 4, "slot 22");
-static_assert(offsetof(DeStereoRectifyParams_S, distortion_R) == 27 * 4, "slot 27");
-static_assert(offsetof(DeStereoRectifyParams_S, rotation_R) == 35 * 4, "slot 35");
-static_assert(offsetof(DeStereoRectifyParams_S, virtual_L) == 44 * 4, "slot 44");
-static_assert(offsetof(DeStereoRectifyParams_S, virtual_R) == 49 * 4, "slot 49");
-static_assert(offsetof(DeStereoRectifyParams_S, width) == 54 * 4, "slot 54");
-static_assert(offsetof(DeStereoRectifyParams_S, height) == 54 * 4 + 2, "slot 54, high half");
-static_assert(offsetof(DeStereoRectifyParams_S, temperature_L) == 55 * 4, "slot 55");
-static_assert(offsetof(DeStereoRectifyParams_S, ir_l_comp_coeff) == 58 * 4, "slot 58");
+static_assert(sizeof(DeStereoRectifyParams_S) == 61 * sizeof(float), "61 slots");
+static_assert(offsetof(DeStereoRectifyParams_S, distortion_L) == 5 * sizeof(float), "slot 5");
+static_assert(offsetof(DeStereoRectifyParams_S, rotation_L) == 13 * sizeof(float), "slot 13");
+static_assert(offsetof(DeStereoRectifyParams_S, intrinsic_R) == 22 * sizeof(float), "slot 22");
+static_assert(offsetof(DeStereoRectifyParams_S, distortion_R) == 27 * sizeof(float), "slot 27");
+static_assert(offsetof(DeStereoRectifyParams_S, rotation_R) == 35 * sizeof(float), "slot 35");
+static_assert(offsetof(DeStereoRectifyParams_S, virtual_L) == 44 * sizeof(float), "slot 44");
+static_assert(offsetof(DeStereoRectifyParams_S, virtual_R) == 49 * sizeof(float), "slot 49");
+static_assert(offsetof(DeStereoRectifyParams_S, width) == 54 * sizeof(float), "slot 54");
+static_assert(offsetof(DeStereoRectifyParams_S, height) == 54 * sizeof(float) + 2,
+              "slot 54, high half");
+static_assert(offsetof(DeStereoRectifyParams_S, temperature_L) == 55 * sizeof(float), "slot 55");
+static_assert(offsetof(DeStereoRectifyParams_S, ir_l_comp_coeff) == 58 * sizeof(float), "slot 58");
 
 /// Depth-calculation values of one camera mode (seven 4-byte members).
 struct DepthCalcParams_S {
   int16_t depth_mode;
   uint16_t reserved;
-  float baseline;          ///< baseline over unit
-  float ref_dist;          ///< reference distance over unit
-  float focal_length;      ///< left virtual (rectified) fx
-  float d2d_params_unit;   ///< 1.0 when the configured unit is below 1e-5
+  float baseline;         ///< baseline over unit
+  float ref_dist;         ///< reference distance over unit
+  float focal_length;     ///< left virtual (rectified) fx
+  float d2d_params_unit;  ///< 1.0 when the configured unit is below 1e-5
   float disp_offset;
   int32_t invalid_disp;
 };
@@ -165,13 +166,13 @@ static_assert(sizeof(DeD2CCamera_S) == 20, "D2C camera description is 20 bytes")
 
 /// Depth-to-colour record; bytes 0 to 171 travel in the calibration image.
 struct DeCameraD2CParams_S {
-  DeD2CCamera_S depth;          ///< bytes 0-19: the rectified depth image
-  DeD2CCamera_S valid;          ///< bytes 20-39: the valid RGB area
-  DeD2CCamera_S rgb;            ///< bytes 40-59: the RGB image
-  float depth_distortion[8];    ///< bytes 60-91: zero, depth is rectified
-  float rgb_distortion[8];      ///< bytes 92-123: RGB k1..k6, p1, p2
-  float rotation[9];            ///< bytes 124-159: depth to RGB, row-major
-  float translation[3];         ///< bytes 160-171: depth to RGB
+  DeD2CCamera_S depth;            ///< bytes 0-19: the rectified depth image
+  DeD2CCamera_S valid;            ///< bytes 20-39: the valid RGB area
+  DeD2CCamera_S rgb;              ///< bytes 40-59: the RGB image
+  float depth_distortion[8];      ///< bytes 60-91: zero, depth is rectified
+  float rgb_distortion[8];        ///< bytes 92-123: RGB k1..k6, p1, p2
+  float rotation[9];              ///< bytes 124-159: depth to RGB, row-major
+  float translation[3];           ///< bytes 160-171: depth to RGB
   uint8_t optional_section_flag;  ///< asks for the fourth calibration section
 };
 static_assert(offsetof(DeCameraD2CParams_S, valid) == 20, "second description");

@@ -60,10 +60,12 @@ void scale_and_crop(CalibrateCamera_S& camera, const deflash::calib_input_config
   camera.fy *= scale;
   camera.cx *= scale;
   camera.cy *= scale;
-  camera.height = deflash::truncate_to_int32(static_cast<double>(camera.height * scale));
-  camera.width = deflash::truncate_to_int32(static_cast<double>(camera.width * scale));
-  camera.cx -= config.src_img_left_chop;
-  camera.cy -= config.src_img_top_chop;
+  camera.height =
+      deflash::truncate_to_int32(static_cast<double>(static_cast<float>(camera.height) * scale));
+  camera.width =
+      deflash::truncate_to_int32(static_cast<double>(static_cast<float>(camera.width) * scale));
+  camera.cx -= static_cast<float>(config.src_img_left_chop);
+  camera.cy -= static_cast<float>(config.src_img_top_chop);
   camera.width = camera.width - config.src_img_right_chop - config.src_img_left_chop;
   camera.height = camera.height - config.src_img_bottom_chop - config.src_img_top_chop;
 }

@@ -33,7 +33,7 @@ class calib_section {
 
   uint32_t count() const { return count_; }
   uint32_t length() const {
-    return static_cast<uint32_t>(kSectionHeaderBytes + count_ * layout_.item_size);
+    return static_cast<uint32_t>(kSectionHeaderBytes + std::size_t{count_} * layout_.item_size);
   }
   const calib_section_layout& layout() const { return layout_; }
 

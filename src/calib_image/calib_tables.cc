@@ -1,6 +1,7 @@
 // Keys and items of the calibration image tables.
 #include "calib_image/calib_tables.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -14,7 +15,8 @@ namespace deflash {
 namespace {
 
 // Field boundaries of the records that travel in the items as their bytes stand.
-constexpr std::size_t kRectifyOutputSizeOffset = offsetof(soc_convert::DeStereoRectifyParams_S, width);
+constexpr std::size_t kRectifyOutputSizeOffset =
+    offsetof(soc_convert::DeStereoRectifyParams_S, width);
 constexpr std::size_t kRectifyAfterOutputSizeOffset = kRectifyOutputSizeOffset + 4;
 constexpr std::size_t kRectifyRecordBytes = sizeof(soc_convert::DeStereoRectifyParams_S);
 static_assert(kRectifyOutputSizeOffset == 216, "216 bytes precede the output size");
@@ -68,7 +70,7 @@ int32_t unit_code(const soc_convert::DepthCalcParams_S& depth, const calib_mode_
 void put_mode_name(byte_writer& w, const calib_mode_flags& flags) {
   char name[kModeNameBytes] = {};
   const char* text = flags.mipi_channel_status != 0 ? "Long mode" : "Close mode";
-  std::memcpy(name, text, std::strlen(text));
+  std::copy_n(text, std::strlen(text), name);  // the rest of `name` stays zero
   w.put_bytes(name, sizeof name);
 }
 

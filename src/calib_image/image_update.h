@@ -20,8 +20,8 @@ struct fb_pairs {
   const float* values;
   int count;
 
-  float focal_length(int i) const { return values[2 * i]; }
-  float baseline(int i) const { return values[2 * i + 1]; }
+  float focal_length(int i) const { return values[std::ptrdiff_t{2} * i]; }
+  float baseline(int i) const { return values[std::ptrdiff_t{2} * i + 1]; }
 };
 
 /// Rebuilds the depth-calculation section with `baseline` in the entry at

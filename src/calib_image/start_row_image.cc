@@ -26,6 +26,7 @@ constexpr uint32_t kStartRowFlashAddress = 0x2E000u;
 constexpr std::size_t kStartRowHeaderBytes = 48;
 constexpr std::size_t kStartRowCrcOffset = 4;
 constexpr std::size_t kStartRowLengthOffset = 8;
+static_assert(kStartRowCrcOffset + 4 == kStartRowLengthOffset, "the length follows the CRC");
 
 // Entry: magic, constant 1, payload length, digest, key, rows, two tables.
 constexpr uint32_t kStartRowEntryMagic = 0x46446115u;
@@ -115,7 +116,8 @@ extern "C" int gen_soc_start_row_param_de(const SocCalibFlashInput_S* config_inp
   using namespace deflash;
   int result = check_flash_input(config_input_file_list, file_buff_out, log);
   if (result != 0) return result;
-  if (file_buff_out_size < 0 || static_cast<std::size_t>(file_buff_out_size) < kStartRowHeaderBytes) {
+  if (file_buff_out_size < 0 ||
+      static_cast<std::size_t>(file_buff_out_size) < kStartRowHeaderBytes) {
     console_log("error: file_buff_out_size %d cannot hold the start-row section header\n",
                 file_buff_out_size);
     send_log(log, "error: file_buff_out_size is smaller than the start-row section header\n");
