@@ -19,6 +19,7 @@ packages=(
   python3-pytest python3-numpy  # its tests
   # Windows build under Wine, reproducible bytes across compilers, packages
   g++-mingw-w64-x86-64 wine64 googletest libz-mingw-w64-dev clang-14 dpkg-dev
+  clang-format clang-tidy  # scripts/lint.sh: formatting and static analysis
 )
 
 missing=()

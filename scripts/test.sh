@@ -9,9 +9,13 @@ bash scripts/install-deps.sh
 jobs=$(nproc 2>/dev/null || echo 2)
 
 echo "== Release build =="
-cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DDEFLASH_WERROR=ON -DDEFLASH_BUILD_BENCH=ON
+cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DDEFLASH_WERROR=ON -DDEFLASH_BUILD_BENCH=ON \
+  -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
 cmake --build build/release -j"$jobs"
 ctest --test-dir build/release --output-on-failure -j"$jobs"
+
+echo "== Formatting and static analysis =="
+bash scripts/lint.sh build/release
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build =="
 cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDEFLASH_WERROR=ON -DDEFLASH_SANITIZE=ON
