@@ -28,7 +28,7 @@ struct dpu_scheme_config {
   uint32_t disp_offset;      ///< rounded to a multiple of 10
   uint32_t d2d_params_unit;  ///< unit x 100 when the unit is in R
   uint32_t ref_dist;         ///< rounded to a multiple of 100
-  uint32_t flags;            ///< distort_type, sbg_en, mono_lut_sbg2r, mono_lut_rectify, hw_d2d_en, mipi
+  uint32_t flags;  ///< distort_type, sbg_en, mono_lut_sbg2r, mono_lut_rectify, hw_d2d_en, mipi
   uint8_t reserved[8];
 };
 static_assert(sizeof(dpu_scheme_config) == 24, "dpu_scheme_config is 24 bytes");

@@ -25,8 +25,7 @@ extern "C" {
 /// start-row computation's result.
 DEFLASH_EXPORT uint32_t soc_set_rectify_params_brown(int32_t cam_id,
                                                      const DeCameraIntrinsic_S* src_intrin,
-                                                     const float* distortion,
-                                                     const float* rotation,
+                                                     const float* distortion, const float* rotation,
                                                      const DeCameraIntrinsic_S* dst_intrin,
                                                      const uint8_t* start_rows_buff_reserved,
                                                      void* ctx, DeRectifyLogFn log);
@@ -47,9 +46,9 @@ DEFLASH_EXPORT uint32_t de_copy_rectify_start_rows_register_section(
 /// from the source height, the destination is taller than `rows` or the
 /// source width is 0.
 DEFLASH_EXPORT uint32_t calc_start_rows_lut(const DeCameraIntrinsic_S* src,
-                                            const DeCameraIntrinsic_S* dst,
-                                            const float* distortion, const double* matrix,
-                                            int32_t* lut, int32_t rows, const uint8_t* reserved);
+                                            const DeCameraIntrinsic_S* dst, const float* distortion,
+                                            const double* matrix, int32_t* lut, int32_t rows,
+                                            const uint8_t* reserved);
 
 }  // extern "C"
 

@@ -77,7 +77,8 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
 
   const auto main_size = static_cast<std::size_t>(file_buff_out_size);
   std::memset(file_buff_out, kErasedByte, main_size);
-  const auto second_size = file_buff_out2 != nullptr ? static_cast<std::size_t>(file_buff_out2_size) : 0;
+  const auto second_size =
+      file_buff_out2 != nullptr ? static_cast<std::size_t>(file_buff_out2_size) : 0;
   if (file_buff_out2 != nullptr) std::memset(file_buff_out2, kErasedByte, second_size);
 
   calib_section rectify_table(kRectifySection, file_buff_out, main_size);
@@ -105,7 +106,8 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
 
   // The main sections carry the caller's time when it gives one; the raw
   // calibration section always carries the current time. Hosts rely on this.
-  const uint32_t main_time = timestamp > 0 ? static_cast<uint32_t>(timestamp) : current_time_stamp();
+  const uint32_t main_time =
+      timestamp > 0 ? static_cast<uint32_t>(timestamp) : current_time_stamp();
   const serial_number& serial = module_serial_number();
   const bool optional = optional_section_enabled();
   calib_section optional_table(kOptionalSection, file_buff_out, main_size);

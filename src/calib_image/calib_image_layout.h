@@ -40,8 +40,8 @@ static_assert(kHeaderItemSizeOffset + 4 == kSectionHeaderBytes, "item size close
 /// One section of the calibration images.
 struct calib_section_layout {
   uint8_t id;
-  std::size_t offset;         ///< in its image
-  std::size_t space;          ///< bytes reserved in the image
+  std::size_t offset;  ///< in its image
+  std::size_t space;   ///< bytes reserved in the image
   uint32_t flash_address;
   uint32_t item_size;
   uint8_t table_id;

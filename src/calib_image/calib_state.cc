@@ -2,7 +2,6 @@
 #include "calib_image/calib_state.h"
 
 #include "calib_image/calib_image_layout.h"
-
 #include "deflash/frame.h"
 
 namespace deflash {
@@ -19,5 +18,5 @@ extern "C" void get_soc_file_buffer_size(const SocCalibFlashInput_S* inputs, uin
                          inputs->optional_section[0] != '\0';
   const bool enabled = deflash::g_calib_image.d2c.optional_section_flag != 0;
   *size = static_cast<uint32_t>((enabled && requested) ? deflash::kCalibImageWithOptionalBytes
-                                                        : deflash::kCalibImageBytes);
+                                                       : deflash::kCalibImageBytes);
 }

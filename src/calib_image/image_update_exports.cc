@@ -59,7 +59,8 @@ extern "C" int update_soc_baseline_de(const char* in_path, float baseline, const
   int result = read_depth_section(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   depth_section_bytes out;
-  result = rebuild_depth_section_with_baseline(in, baseline, index, deflash::current_time_stamp(), &out);
+  result =
+      rebuild_depth_section_with_baseline(in, baseline, index, deflash::current_time_stamp(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }
@@ -73,7 +74,8 @@ extern "C" int update_soc_multi_baseline_de(const char* in_path, const float* fb
   int result = read_depth_section(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   depth_section_bytes out;
-  result = rebuild_depth_section_with_pairs(in, fb_pairs{fb_set, fb_count}, deflash::current_time_stamp(), &out);
+  result = rebuild_depth_section_with_pairs(in, fb_pairs{fb_set, fb_count},
+                                            deflash::current_time_stamp(), &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }
@@ -87,7 +89,8 @@ extern "C" int update_soc_multi_fb_d2c_de(const char* in_path, const float* fb_s
   int result = read_whole_image(in_path, &in);
   if (result != DRIVER_HELPER_OK) return result;
   std::vector<uint8_t> out;
-  result = patch_image_focal_lengths(in, fb_pairs{fb_set, fb_count}, deflash::current_time_stamp(), &out);
+  result = patch_image_focal_lengths(in, fb_pairs{fb_set, fb_count}, deflash::current_time_stamp(),
+                                     &out);
   if (result != DRIVER_HELPER_OK) return result;
   return write_image_file(out_path, out.data(), out.size());
 }

@@ -17,7 +17,8 @@ namespace {
 // Narrows a parsed value after its range test; the result is its low bits.
 template <typename T, typename Wide>
 T narrow(Wide v, Wide lo, Wide hi, const char* range_name, const IniValue& value) {
-  if (v < lo || v > hi) fail(std::string("field is out of ") + range_name + " range: " + value.text());
+  if (v < lo || v > hi)
+    fail(std::string("field is out of ") + range_name + " range: " + value.text());
   return static_cast<T>(v);
 }
 
@@ -92,8 +93,8 @@ uint8_t as_uint8(const IniValue& value) {
 }
 
 uint32_t as_uint32(const IniValue& value) {
-  return narrow<uint32_t, unsigned long long>(as_unsigned_long_long(value), 0, UINT32_MAX,
-                                              "UInt32", value);
+  return narrow<uint32_t, unsigned long long>(as_unsigned_long_long(value), 0, UINT32_MAX, "UInt32",
+                                              value);
 }
 
 }  // namespace deflash

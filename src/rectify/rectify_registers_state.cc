@@ -14,11 +14,7 @@ static_assert(kRefSlot == 0 && kTargetSlot == 1, "reference first, as the ids nu
 // Constant-initialised: loading the library runs no code for it. The buffers
 // it points to stay reachable from here until freed or the process ends.
 rectify_registers_state g_state{
-    {},
-    {0, 0},
-    0,
-    {kInitialRefRegisterTable, kInitialTargetRegisterTable},
-    {},
+    {}, {0, 0}, 0, {kInitialRefRegisterTable, kInitialTargetRegisterTable}, {},
 };
 
 }  // namespace
@@ -70,11 +66,7 @@ void reset_rectify_registers() {
   release_start_rows_lut(CAMERA_ID_TARGET);
   release_start_rows_sections();
   g_state = rectify_registers_state{
-      {},
-      {0, 0},
-      0,
-      {kInitialRefRegisterTable, kInitialTargetRegisterTable},
-      {},
+      {}, {0, 0}, 0, {kInitialRefRegisterTable, kInitialTargetRegisterTable}, {},
   };
 }
 

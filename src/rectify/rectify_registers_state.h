@@ -72,8 +72,8 @@ constexpr register_table make_register_table(uint32_t block) {
   table[kSizeElement] = {block + kSizeRegister, kSizeMask, 0};
   for (int32_t j = 0; j < kRectifyTerms; ++j) {
     const auto offset = static_cast<uint32_t>(j) * kRegisterStride;
-    table[kFirstDistortionElement + j] = {block + kFirstDistortionRegister + offset,
-                                          kWholeWordMask, 0};
+    table[kFirstDistortionElement + j] = {block + kFirstDistortionRegister + offset, kWholeWordMask,
+                                          0};
     table[kFirstMatrixElement + j] = {block + kFirstMatrixRegister + offset, kWholeWordMask, 0};
   }
   for (int32_t j = 0; j < 4; ++j) {
@@ -86,7 +86,8 @@ constexpr register_table make_register_table(uint32_t block) {
 
 constexpr register_table kInitialTargetRegisterTable = make_register_table(kTargetRectifyBlock);
 constexpr register_table kInitialRefRegisterTable = make_register_table(kRefRectifyBlock);
-static_assert(kInitialTargetRegisterTable[kCyElement].address == 0x5200008Cu, "last target register");
+static_assert(kInitialTargetRegisterTable[kCyElement].address == 0x5200008Cu,
+              "last target register");
 static_assert(kInitialRefRegisterTable[kFirstMatrixElement].address == 0x52080050u, "ref r0");
 
 /// Rectification values of one camera.
@@ -108,11 +109,11 @@ constexpr int32_t camera_slot(int32_t cam_id) { return cam_id == CAMERA_ID_TARGE
 /// Everything the register functions keep between calls. Zero and constant
 /// at load; the register tables keep their last values for the library's life.
 struct rectify_registers_state {
-  rectify_camera_state camera[2];  ///< by camera_slot(): reference, target
-  uint8_t brown_params_set[2];     ///< by camera_slot(): 1 once prepared
-  int32_t start_rows_count;        ///< source height of the last preparation
-  register_table register_tables[2];                    ///< by camera_slot()
-  DeRectifyStartRowsSection_S start_rows_sections[2];   ///< by camera_slot(); values new[]
+  rectify_camera_state camera[2];                      ///< by camera_slot(): reference, target
+  uint8_t brown_params_set[2];                         ///< by camera_slot(): 1 once prepared
+  int32_t start_rows_count;                            ///< source height of the last preparation
+  register_table register_tables[2];                   ///< by camera_slot()
+  DeRectifyStartRowsSection_S start_rows_sections[2];  ///< by camera_slot(); values new[]
 };
 
 /// The module's state.

@@ -21,10 +21,10 @@ namespace {
 using deflash::load_f32_le;
 using deflash::load_u32_le;
 using deflash_test::capture_console;
-using deflash_test::flash_input;
 using deflash_test::config_override;
 using deflash_test::decode_calib_section;
 using deflash_test::decoded_section;
+using deflash_test::flash_input;
 using deflash_test::synthetic_config_text;
 
 constexpr int kMainBytes = 20480;
@@ -103,7 +103,8 @@ TEST(CalibFlashImage, NullOutputBufferIsRejected) {
   std::function<void(const char*)> callback = [&](const char* m) { messages.emplace_back(m); };
   int result = 0;
   const auto out = capture_console([&] {
-    result = gen_soc_calib_flash_param_de(&input.list, nullptr, &callback, kMainBytes, 0, nullptr, 0);
+    result =
+        gen_soc_calib_flash_param_de(&input.list, nullptr, &callback, kMainBytes, 0, nullptr, 0);
   });
   EXPECT_EQ(result, -2);
   EXPECT_EQ(out.out, kArgumentMessages[0]);
@@ -266,9 +267,10 @@ TEST(CalibFlashImage, CalibrationIntakeFailureIsReported) {
   flash_input input({synthetic_config_text()}, calib);
   const generated g = generate(&input.list);
   EXPECT_EQ(g.result, -2);
-  EXPECT_NE(g.console.out.find("left camera params error \n"
-                               "error: set_calibrate_params_multi for config number= 0, error code=-2\n"),
-            std::string::npos)
+  EXPECT_NE(
+      g.console.out.find("left camera params error \n"
+                         "error: set_calibrate_params_multi for config number= 0, error code=-2\n"),
+      std::string::npos)
       << g.console.out;
   EXPECT_EQ(g.messages.back(), "error: set_calibrate_params_multi failed\n");
 }
@@ -291,10 +293,11 @@ TEST(CalibFlashImage, ShortMainBufferIsRefusedBeforeAnyWrite) {
   flash_input input({synthetic_config_text()});
   const generated g = generate(&input.list, 1700000000, false, kMainBytes - 1);
   EXPECT_EQ(g.result, -2);
-  EXPECT_EQ(g.console.out,
-            "error: file_buff_out_size 20479 is smaller than the calibration image (20480 bytes)\n");
-  EXPECT_EQ(g.messages,
-            std::vector<std::string>{"error: file_buff_out_size is smaller than the calibration image\n"});
+  EXPECT_EQ(
+      g.console.out,
+      "error: file_buff_out_size 20479 is smaller than the calibration image (20480 bytes)\n");
+  EXPECT_EQ(g.messages, std::vector<std::string>{
+                            "error: file_buff_out_size is smaller than the calibration image\n"});
   for (const uint8_t byte : g.main) ASSERT_EQ(byte, 0xA5);
 }
 

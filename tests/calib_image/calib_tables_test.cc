@@ -61,12 +61,12 @@ TEST(CalibTables, RectifyItemSkipsTheOutputSize) {
   EXPECT_EQ(std::vector<uint8_t>(item.begin() + 16, item.begin() + 28), deflash::rectify_key(r, 1));
   // Bytes 28..243: the record's first 216 bytes as they stand.
   EXPECT_EQ(std::memcmp(item.data() + 28, &r, 216), 0);
-  EXPECT_EQ(load_f32_le(item.data() + 28), 640.5f);                // left fx
-  EXPECT_EQ(load_u16_le(item.data() + 44), 1280);                  // left width
-  EXPECT_EQ(load_f32_le(item.data() + 48), 0.01f);                 // L_k1
-  EXPECT_EQ(load_f32_le(item.data() + 116), 642.0f);               // right fx
-  EXPECT_EQ(load_f32_le(item.data() + 204), 650.0f);               // left virtual fx
-  EXPECT_EQ(load_f32_le(item.data() + 232), 641.0f);               // right virtual cx
+  EXPECT_EQ(load_f32_le(item.data() + 28), 640.5f);   // left fx
+  EXPECT_EQ(load_u16_le(item.data() + 44), 1280);     // left width
+  EXPECT_EQ(load_f32_le(item.data() + 48), 0.01f);    // L_k1
+  EXPECT_EQ(load_f32_le(item.data() + 116), 642.0f);  // right fx
+  EXPECT_EQ(load_f32_le(item.data() + 204), 650.0f);  // left virtual fx
+  EXPECT_EQ(load_f32_le(item.data() + 232), 641.0f);  // right virtual cx
   // Then the three temperatures and three coefficients.
   EXPECT_EQ(load_f32_le(item.data() + 244), 35.25f);
   EXPECT_EQ(load_f32_le(item.data() + 252), 38.0f);
@@ -187,8 +187,9 @@ TEST(CalibTables, CameraWithZeroSizeLeavesItsBlockZero) {
   calib.camera[1] = {800.0f, 0.0000005f, 640.0f, 640.0f, 640.0f, 400.0f, {}};
   calib.camera[2] = {1080.0f, 1920.0f, 1380.0f, 1380.0f, 960.0f, 540.0f, {}};
   std::vector<uint8_t> item;
-  const auto out = deflash_test::capture_console(
-      [&] { item = deflash::raw_calib_item(calib, calib_mode_flags{0, 0, 0}); });
+  const auto out = deflash_test::capture_console([&] {
+    item = deflash::raw_calib_item(calib, calib_mode_flags{0, 0, 0});
+  });
   EXPECT_EQ(out.out, "input params is invalid!\n");
   for (std::size_t i = 88; i < 140; ++i) EXPECT_EQ(item[i], 0) << i;
   EXPECT_EQ(load_f32_le(item.data() + 140), 1380.0f);

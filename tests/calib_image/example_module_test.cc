@@ -47,7 +47,8 @@ struct example_images {
 example_images generate_example() {
   deflash_cli::module_calibration calibration;
   std::string error;
-  EXPECT_TRUE(deflash_cli::read_calibration_json(module_file("calibration.json"), calibration, error))
+  EXPECT_TRUE(
+      deflash_cli::read_calibration_json(module_file("calibration.json"), calibration, error))
       << error;
   const std::string close = module_file("calib_close.ini");
   const std::string longer = module_file("calib_long.ini");
@@ -99,8 +100,9 @@ std::string first_difference(const std::vector<uint8_t>& actual, const std::vect
   for (std::size_t i = 0; i < actual.size(); ++i) {
     if (actual[i] != golden[i]) {
       char text[160];
-      std::snprintf(text, sizeof text, "first difference at offset 0x%zX (%s): 0x%02X, golden 0x%02X",
-                    i, field(i).c_str(), actual[i], golden[i]);
+      std::snprintf(text, sizeof text,
+                    "first difference at offset 0x%zX (%s): 0x%02X, golden 0x%02X", i,
+                    field(i).c_str(), actual[i], golden[i]);
       return text;
     }
   }
@@ -173,15 +175,17 @@ TEST(ExampleModule, RawCalibrationImageMatchesTheGoldenImageButForItsTime) {
   std::memset(images.raw.data() + 4, 0, 4);
   const uint32_t length = load_u32_le(images.raw.data() + 8);
   deflash::store_u32_le(images.raw.data() + 4, deflash::crc32(0, images.raw.data(), length));
-  EXPECT_EQ(first_difference(images.raw, expected,
-                             [](std::size_t at) { return "raw section byte " + std::to_string(at); }),
-            "");
+  EXPECT_EQ(
+      first_difference(images.raw, expected,
+                       [](std::size_t at) { return "raw section byte " + std::to_string(at); }),
+      "");
 }
 
 TEST(ExampleModule, StartRowImageMatchesTheGoldenImage) {
   const example_images images = generate_example();
   if (regenerating()) write_golden("startrow_example.bin", images.start_rows);
-  EXPECT_EQ(first_difference(images.start_rows, golden("startrow_example.bin"),
-                             [](std::size_t at) { return "start-row image byte " + std::to_string(at); }),
-            "");
+  EXPECT_EQ(
+      first_difference(images.start_rows, golden("startrow_example.bin"),
+                       [](std::size_t at) { return "start-row image byte " + std::to_string(at); }),
+      "");
 }

@@ -14,9 +14,9 @@
 namespace {
 
 using deflash_test::capture_console;
-using deflash_test::flash_input;
 using deflash_test::decode_start_row_image;
 using deflash_test::decoded_start_row_image;
+using deflash_test::flash_input;
 using deflash_test::synthetic_config_text;
 
 constexpr int kBufferBytes = 64 * 1024;
@@ -57,9 +57,9 @@ TEST(StartRowImage, ArgumentChecksMatchTheCalibrationImage) {
   input.list.calib_params_num = 0;
   g = generate(&input.list);
   EXPECT_EQ(g.result, -6);
-  EXPECT_EQ(g.messages, std::vector<std::string>{
-                            "error: calib params nums not match the config file num or "
-                            "calib_temperature_num\n"});
+  EXPECT_EQ(g.messages,
+            std::vector<std::string>{"error: calib params nums not match the config file num or "
+                                     "calib_temperature_num\n"});
   input.list.calib_params_num = 1;
   input.list.config_file_list = nullptr;
   g = generate(&input.list);
@@ -91,8 +91,8 @@ TEST(StartRowImage, OneModeCarriesBothCamerasTables) {
   EXPECT_EQ(d.length, 48u + 44u + 800u * 8u);
   EXPECT_EQ(d.reference_address, 0x52082000u);
   EXPECT_EQ(d.reference_count, 800u);
-  EXPECT_EQ(entry.key, (std::vector<uint8_t>{0x00, 0x05, 0x20, 0x03, 0x00, 0x05, 0x20, 0x03, 0, 0, 0,
-                                             0}));
+  EXPECT_EQ(entry.key,
+            (std::vector<uint8_t>{0x00, 0x05, 0x20, 0x03, 0x00, 0x05, 0x20, 0x03, 0, 0, 0, 0}));
   // The end marker rows + 23 closes both tables, in sign-and-magnitude form.
   EXPECT_EQ(entry.target.back(), 823u);
   EXPECT_EQ(entry.reference.back(), 823u);
@@ -154,7 +154,8 @@ TEST(StartRowImage, BufferTooSmallForTheHeaderFails) {
   flash_input input({});
   const generated g = generate(&input.list, 47);
   EXPECT_EQ(g.result, -2);
-  EXPECT_EQ(g.console.out, "error: file_buff_out_size 47 cannot hold the start-row section header\n");
+  EXPECT_EQ(g.console.out,
+            "error: file_buff_out_size 47 cannot hold the start-row section header\n");
   for (const uint8_t byte : g.image) ASSERT_EQ(byte, 0xA5);
 }
 

@@ -177,7 +177,8 @@ class CalibConfigLoader : public testing::Test {
 
   int load(const std::string& text) {
     int result = 12345;
-    last_ = capture_console([&] { result = soc_convert::load_input_configs_content(text.c_str()); });
+    last_ =
+        capture_console([&] { result = soc_convert::load_input_configs_content(text.c_str()); });
     return result;
   }
   int load_path(const std::string& path) {
@@ -380,29 +381,14 @@ struct required_key {
 };
 
 constexpr required_key kRequiredKeys[] = {
-    {"basic", "baseline"},
-    {"basic", "ref_dist"},
-    {"basic", "cam_type"},
-    {"basic", "mirrored"},
-    {"rectify", "distort_type"},
-    {"rectify", "rotate_type"},
-    {"rectify", "dst_focal_scale"},
-    {"rectify", "lut_sample_bit"},
-    {"rectify", "lut_extend_ratio"},
-    {"d2c", "clip_left_w_depth"},
-    {"d2c", "clip_top_h_depth"},
-    {"d2c", "clip_right_w_depth"},
-    {"d2c", "clip_bottom_h_depth"},
-    {"d2c", "depth_scale"},
-    {"d2c", "clip_left_w_valid"},
-    {"d2c", "clip_top_h_valid"},
-    {"d2c", "clip_right_w_valid"},
-    {"d2c", "clip_bottom_h_valid"},
-    {"d2c", "valid_scale"},
-    {"d2c", "clip_left_w_rgb"},
-    {"d2c", "clip_top_h_rgb"},
-    {"d2c", "clip_right_w_rgb"},
-    {"d2c", "clip_bottom_h_rgb"},
+    {"basic", "baseline"},          {"basic", "ref_dist"},         {"basic", "cam_type"},
+    {"basic", "mirrored"},          {"rectify", "distort_type"},   {"rectify", "rotate_type"},
+    {"rectify", "dst_focal_scale"}, {"rectify", "lut_sample_bit"}, {"rectify", "lut_extend_ratio"},
+    {"d2c", "clip_left_w_depth"},   {"d2c", "clip_top_h_depth"},   {"d2c", "clip_right_w_depth"},
+    {"d2c", "clip_bottom_h_depth"}, {"d2c", "depth_scale"},        {"d2c", "clip_left_w_valid"},
+    {"d2c", "clip_top_h_valid"},    {"d2c", "clip_right_w_valid"}, {"d2c", "clip_bottom_h_valid"},
+    {"d2c", "valid_scale"},         {"d2c", "clip_left_w_rgb"},    {"d2c", "clip_top_h_rgb"},
+    {"d2c", "clip_right_w_rgb"},    {"d2c", "clip_bottom_h_rgb"},
 };
 
 TEST_F(CalibConfigLoader, EachMissingRequiredKeyHasItsMessage) {
@@ -410,8 +396,8 @@ TEST_F(CalibConfigLoader, EachMissingRequiredKeyHasItsMessage) {
     config_text c = full_config();  // distort_type 1: the LUT keys are required
     c.erase(k.section, k.key);
     EXPECT_EQ(load(c.text()), -2) << k.key;
-    EXPECT_EQ(last_.err, std::string("Field \"") + k.key + "\" not found in section \"" +
-                             k.section + "\"\n");
+    EXPECT_EQ(last_.err,
+              std::string("Field \"") + k.key + "\" not found in section \"" + k.section + "\"\n");
   }
 }
 
@@ -500,8 +486,9 @@ TEST_F(CalibConfigLoader, ConversionErrorLeavesEarlierSectionsLoaded) {
 }
 
 TEST_F(CalibConfigLoader, SyntaxErrorIsReportedOnStandardOutput) {
-  const std::string text = "[basic]\nbaseline = 50\nref_dist = 400\ncam_type = 0\n"
-                           "mirrored = 0\n[rectify]\ndistort_type 0\n";
+  const std::string text =
+      "[basic]\nbaseline = 50\nref_dist = 400\ncam_type = 0\n"
+      "mirrored = 0\n[rectify]\ndistort_type 0\n";
   EXPECT_EQ(load(text), -3);
   EXPECT_EQ(last_.out, "Caught an exception: l7: ini parsing failed, no '=' found\n");
   EXPECT_EQ(last_.err, "");
@@ -644,9 +631,10 @@ TEST_F(CalibConfigLoader, TinyD2dParamsUnitIsComparedInDouble) {
     float expected;
   };
   // The float nearest 0.00001 lies just below the double 0.00001.
-  for (const unit_case& u : {unit_case{"0.000001", 1.0f}, unit_case{"-0.000009", 1.0f},
-                             unit_case{"0.00001", 1.0f}, unit_case{"-0.00001", 1.0f},
-                             unit_case{"0.00002", 0.00002f}, unit_case{"-0.0000101", -0.0000101f}}) {
+  for (const unit_case& u :
+       {unit_case{"0.000001", 1.0f}, unit_case{"-0.000009", 1.0f}, unit_case{"0.00001", 1.0f},
+        unit_case{"-0.00001", 1.0f}, unit_case{"0.00002", 0.00002f},
+        unit_case{"-0.0000101", -0.0000101f}}) {
     config_text c = full_config();
     c.set("d2d", "d2d_params_unit", u.text);
     ASSERT_EQ(load(c.text()), 0) << u.text;
@@ -659,8 +647,8 @@ TEST_F(CalibConfigLoader, AbsentDepthModeFollowsCamType) {
     const char* cam_type;
     int8_t expected;
   };
-  for (const mode_case& m : {mode_case{"0", 0}, mode_case{"1", 0}, mode_case{"2", 1},
-                             mode_case{"3", 1}}) {
+  for (const mode_case& m :
+       {mode_case{"0", 0}, mode_case{"1", 0}, mode_case{"2", 1}, mode_case{"3", 1}}) {
     module_calib_config() = poisoned_config();
     config_text c = full_config();
     c.set("basic", "cam_type", m.cam_type).erase("d2d", "depth_mode");
@@ -756,8 +744,8 @@ TEST_F(CalibConfigLoader, ReservedRowsWithoutBracesFails) {
     config_text c = full_config();
     c.set("rectify", "rectify_start_rows_buff_reserved", list);
     EXPECT_EQ(load(c.text()), -2) << list;
-    EXPECT_EQ(last_.out, std::string("rectify_start_rows_buff_reserved to array ") + list +
-                             " error");
+    EXPECT_EQ(last_.out,
+              std::string("rectify_start_rows_buff_reserved to array ") + list + " error");
     EXPECT_EQ(last_.err, "");
   }
 }
@@ -840,8 +828,8 @@ TEST_F(CalibConfigLoader, DirectoryPathLoadsAsAnEmptyDocument) {
 }
 
 TEST_F(CalibConfigLoader, CommentsAndBlankLinesAreAllowedAnywhere) {
-  const std::string text = "; module configuration\n\n" + full_config().text() +
-                           "# trailing comment\n% another\n";
+  const std::string text =
+      "; module configuration\n\n" + full_config().text() + "# trailing comment\n% another\n";
   EXPECT_EQ(load(text), 0);
   EXPECT_EQ(last_.err, "");
 }

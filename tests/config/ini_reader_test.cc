@@ -123,7 +123,8 @@ TEST(IniReader, FieldBeforeAnySectionFails) {
 }
 
 TEST(IniReader, LineWithoutSeparatorFails) {
-  EXPECT_EQ(parse_error("[basic]\n\n# note\nbaseline 50\n"), "l4: ini parsing failed, no '=' found");
+  EXPECT_EQ(parse_error("[basic]\n\n# note\nbaseline 50\n"),
+            "l4: ini parsing failed, no '=' found");
 }
 
 TEST(IniReader, MissingSeparatorMessageNamesTheDocumentsSeparator) {

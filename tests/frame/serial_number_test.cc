@@ -1,7 +1,8 @@
+#include "frame/serial_number.h"
+
 #include <gtest/gtest.h>
 
 #include "deflash/frame.h"
-#include "frame/serial_number.h"
 
 TEST(SerialNumber, IsZeroBeforeAnySet) {
   for (const uint8_t byte : deflash::module_serial_number()) EXPECT_EQ(byte, 0);

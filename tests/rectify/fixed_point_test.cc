@@ -165,9 +165,9 @@ TEST(FixedPoint, ValuesBeyondSixtyFourBitsOverflow) {
 }
 
 TEST(FixedPoint, ShiftCountsWrapAtSixtyFour) {
-  EXPECT_EQ(convert(3.0, 32, 64).code, 3u);        // 2^64 wraps to 2^0
-  EXPECT_EQ(convert(0.5, 32, 65).code, 1u);        // 2^65 wraps to 2^1
-  EXPECT_EQ(convert(2047.0, 75, 0).code, 2047u);   // 75 wraps to 11 bits
+  EXPECT_EQ(convert(3.0, 32, 64).code, 3u);       // 2^64 wraps to 2^0
+  EXPECT_EQ(convert(0.5, 32, 65).code, 1u);       // 2^65 wraps to 2^1
+  EXPECT_EQ(convert(2047.0, 75, 0).code, 2047u);  // 75 wraps to 11 bits
   EXPECT_EQ(convert(2048.0, 75, 0).code, 0xFFFFFFFFu);
 }
 

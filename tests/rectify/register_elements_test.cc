@@ -159,9 +159,8 @@ TEST_F(RectifyRegisters, ConvertingBeforeAnyPreparationIsRefused) {
 
 TEST_F(RectifyRegisters, PreparedPairFillsBothTables) {
   prepare_pair();
-  const auto out = capture_console([&] {
-    EXPECT_EQ(soc_convert_rectify_params_to_register_elements(&sink_, collect), 0u);
-  });
+  const auto out = capture_console(
+      [&] { EXPECT_EQ(soc_convert_rectify_params_to_register_elements(&sink_, collect), 0u); });
   EXPECT_EQ(out.out, "");
   EXPECT_EQ(out.err, "");
   EXPECT_TRUE(sink_.messages.empty());
@@ -169,9 +168,8 @@ TEST_F(RectifyRegisters, PreparedPairFillsBothTables) {
   const register_element* target = rectify_register_table(CAMERA_ID_TARGET);
   EXPECT_EQ(target[0].value, 0x03200500u);  // 1280 | 800 << 16
   // Distortion terms at 24 fraction bits: k1, k2, k3, 2p1, 3p2, p2, 2p2, p1, 3p1.
-  const std::array<uint32_t, 9> kk = {0xFFF33333, 0x00051EB8, 0xFFFFBE77,
-                                      0x00000D1B, 0xFFFFEC57, 0xFFFFF972,
-                                      0xFFFFF2E5, 0x0000068E, 0x000013A9};
+  const std::array<uint32_t, 9> kk = {0xFFF33333, 0x00051EB8, 0xFFFFBE77, 0x00000D1B, 0xFFFFEC57,
+                                      0xFFFFF972, 0xFFFFF2E5, 0x0000068E, 0x000013A9};
   for (std::size_t j = 0; j < 9; ++j) EXPECT_EQ(target[1 + j].value, kk[j]) << "k" << j;
   // M = K_dst^-1: 1/512 at 39 bits, -640/512 and -400/512 at 30 bits, 1 at 31 bits.
   const std::array<uint32_t, 9> r = {0x40000000, 0, 0xB0000000, 0,         0x40000000,
@@ -416,9 +414,10 @@ TEST_F(RectifyRegisters, TargetStartRowOverflowStopsTheConversion) {
             "2048.00000000000000000000; m_fp: 2048; return value: 0; max value: 2047 \n"
             "error code 01: value overflow in start_rows \n"
             "convert_rectify_start_rows_float_to_register error! camera id = 1,err = 4096 \n");
-  EXPECT_EQ(sink_.messages,
-            std::vector<std::string>{
-                "convert_rectify_start_rows_float_to_register error! camera id = CAMERA_ID_TARGET\n"});
+  EXPECT_EQ(
+      sink_.messages,
+      std::vector<std::string>{
+          "convert_rectify_start_rows_float_to_register error! camera id = CAMERA_ID_TARGET\n"});
   // The tables are converted; the start-row tables stay for another try.
   EXPECT_NE(rectify_registers().camera[1].start_rows_lut, nullptr);
   EXPECT_EQ(rectify_registers().start_rows_sections[1].values[1], 0xFFFFFFFFu);
@@ -548,10 +547,11 @@ TEST_F(RectifyRegisters, MatrixFailureStopsTheCommonPart) {
             "return value: 3221225592; max value: 4294967295 \n"
             "error code 01: value overflow in rectify_r2 \n"
             "soc_convert_rectify_commom_float_to_register error!,camera id = 1 \n");
-  EXPECT_EQ(sink_.messages,
-            (std::vector<std::string>{
-                "error: rectify_r2 DRIVER_HELPER_PARAM_OUT_OF_RANGE, rectify_r2=-4.999999888\n",
-                "soc_convert_rectify_commom_float_to_register error!camera id = CAMERA_ID_TARGET\n"}));
+  EXPECT_EQ(
+      sink_.messages,
+      (std::vector<std::string>{
+          "error: rectify_r2 DRIVER_HELPER_PARAM_OUT_OF_RANGE, rectify_r2=-4.999999888\n",
+          "soc_convert_rectify_commom_float_to_register error!camera id = CAMERA_ID_TARGET\n"}));
   const register_element* after = rectify_register_table(CAMERA_ID_TARGET);
   EXPECT_EQ(after[10].value, 0xA3D70A00u);  // r0 = (1/200) at 39 bits, written before r2
   EXPECT_EQ(after[11].value, 0u);
@@ -591,10 +591,11 @@ TEST_F(RectifyRegisters, IntrinsicOverflowNamesTheRegister) {
                          "soc_convert_rectify_commom_float_to_register error!,camera id = 1 \n"),
             std::string::npos)
       << out.out;
-  EXPECT_EQ(sink_.messages,
-            (std::vector<std::string>{
-                "rectify_fy error! err = DRIVER_HELPER_PARAM_OUT_OF_RANGE \n",
-                "soc_convert_rectify_commom_float_to_register error!camera id = CAMERA_ID_TARGET\n"}));
+  EXPECT_EQ(
+      sink_.messages,
+      (std::vector<std::string>{
+          "rectify_fy error! err = DRIVER_HELPER_PARAM_OUT_OF_RANGE \n",
+          "soc_convert_rectify_commom_float_to_register error!camera id = CAMERA_ID_TARGET\n"}));
   const register_element* table = rectify_register_table(CAMERA_ID_TARGET);
   EXPECT_EQ(table[19].value, 600u << 20);  // fx written before fy
   EXPECT_EQ(table[21].value, 0u);          // cx not reached
@@ -619,9 +620,8 @@ TEST_F(RectifyRegisters, WidthOf5000KeepsItsLowTwelveBits) {
   s.src.width = 5000;
   ASSERT_EQ(prepare(CAMERA_ID_TARGET, s), 0u);
   ASSERT_EQ(prepare(CAMERA_ID_REF, ref_setup()), 0u);
-  const auto out = capture_console([&] {
-    EXPECT_EQ(soc_convert_rectify_params_to_register_elements(&sink_, collect), 0u);
-  });
+  const auto out = capture_console(
+      [&] { EXPECT_EQ(soc_convert_rectify_params_to_register_elements(&sink_, collect), 0u); });
   EXPECT_EQ(out.out, "");
   EXPECT_EQ(out.err, "");
   EXPECT_TRUE(sink_.messages.empty());
@@ -637,9 +637,10 @@ TEST_F(RectifyRegisters, OnlyTheReferencePreparedStillConvertsTheTargetTable) {
   EXPECT_EQ(out.err, "cam_id= 1, start_rows_lut is null!\n");
   EXPECT_EQ(out.out,
             "convert_rectify_start_rows_float_to_register error! camera id = 1,err = -2 \n");
-  EXPECT_EQ(sink_.messages,
-            std::vector<std::string>{
-                "convert_rectify_start_rows_float_to_register error! camera id = CAMERA_ID_TARGET\n"});
+  EXPECT_EQ(
+      sink_.messages,
+      std::vector<std::string>{
+          "convert_rectify_start_rows_float_to_register error! camera id = CAMERA_ID_TARGET\n"});
   EXPECT_EQ(rectify_register_table(CAMERA_ID_REF)[19].value, 610u << 20);
 }
 

@@ -54,8 +54,8 @@ inline std::string hex(uint32_t v) {
 /// Decodes the section `shape` of `image` into `out`; returns "" or the first
 /// problem found. The space after the section up to `shape.space` (or the end
 /// of the image) must be erased.
-inline std::string decode_calib_section(const std::vector<uint8_t>& image, const section_shape& shape,
-                                        decoded_section* out) {
+inline std::string decode_calib_section(const std::vector<uint8_t>& image,
+                                        const section_shape& shape, decoded_section* out) {
   using deflash::load_u32_le;
   const std::string where = "section " + hex(shape.id) + ": ";
   if (image.size() < shape.offset + 60) return where + "image too short for the header";
@@ -68,17 +68,20 @@ inline std::string decode_calib_section(const std::vector<uint8_t>& image, const
   out->count = load_u32_le(s + 52);
   out->item_size = load_u32_le(s + 56);
   if (out->magic != (0x46447300u | shape.id)) return where + "magic " + hex(out->magic);
-  if (out->flash_address != shape.flash_address) return where + "flash address " + hex(out->flash_address);
+  if (out->flash_address != shape.flash_address)
+    return where + "flash address " + hex(out->flash_address);
   if (load_u32_le(s + 16) != 2) return where + "header version " + hex(load_u32_le(s + 16));
   if (load_u32_le(s + 48) != (0x46446100u | shape.table_id)) return where + "item-table magic";
-  if (out->item_size != shape.item_size) return where + "item size " + std::to_string(out->item_size);
+  if (out->item_size != shape.item_size)
+    return where + "item size " + std::to_string(out->item_size);
   if (out->length != 60 + out->count * out->item_size) return where + "length does not match count";
   if (out->length > shape.space || shape.offset + out->length > image.size()) {
     return where + "length " + std::to_string(out->length) + " exceeds its space";
   }
   std::vector<uint8_t> copy(s, s + out->length);
   std::memset(copy.data() + 4, 0, 4);
-  if (deflash::crc32(0, copy.data(), out->length) != load_u32_le(s + 4)) return where + "CRC mismatch";
+  if (deflash::crc32(0, copy.data(), out->length) != load_u32_le(s + 4))
+    return where + "CRC mismatch";
   for (uint32_t i = 0; i < out->count; ++i) {
     const uint8_t* item = s + 60 + i * out->item_size;
     out->items.emplace_back(item, item + out->item_size);
@@ -94,7 +97,8 @@ inline std::string decode_calib_section(const std::vector<uint8_t>& image, const
   }
   const std::size_t end = std::min(shape.offset + shape.space, image.size());
   for (std::size_t at = shape.offset + out->length; at < end; ++at) {
-    if (image[at] != 0xFF) return where + "byte " + hex(static_cast<uint32_t>(at)) + " is not erased";
+    if (image[at] != 0xFF)
+      return where + "byte " + hex(static_cast<uint32_t>(at)) + " is not erased";
   }
   return "";
 }
@@ -128,7 +132,8 @@ inline std::string decode_start_row_image(const std::vector<uint8_t>& image,
   for (int i = 24; i < 48; ++i) {
     if (s[i] != 0) return "reserved header byte " + std::to_string(i) + " is not zero";
   }
-  if (out->length < 48 || out->length > image.size()) return "length " + std::to_string(out->length);
+  if (out->length < 48 || out->length > image.size())
+    return "length " + std::to_string(out->length);
   std::vector<uint8_t> copy(s, s + out->length);
   std::memset(copy.data() + 4, 0, 4);
   if (deflash::crc32(0, copy.data(), out->length) != load_u32_le(s + 4)) return "CRC mismatch";

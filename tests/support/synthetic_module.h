@@ -15,12 +15,15 @@ namespace deflash_test {
 
 inline SocCalibParams_S synthetic_calibration() {
   SocCalibParams_S calib{};
+  // One camera per two lines: size and intrinsics, then distortion.
+  // clang-format off
   calib.camera[0] = {800.0f, 1280.0f, 642.5f, 642.1f, 641.3f, 398.7f,
                      {-0.041f, 0.0123f, -0.0011f, 0.0004f, -0.0002f, 0.00005f, 0.00012f, -0.00009f}};
   calib.camera[1] = {800.0f, 1280.0f, 644.2f, 643.8f, 637.9f, 401.6f,
                      {-0.039f, 0.0118f, -0.0010f, 0.0003f, -0.0001f, 0.00004f, -0.00011f, 0.00007f}};
   calib.camera[2] = {1080.0f, 1920.0f, 1381.7f, 1380.9f, 958.4f, 541.2f,
                      {0.092f, -0.187f, 0.081f, 0.0f, 0.0f, 0.0f, 0.0003f, -0.0002f}};
+  // clang-format on
   // Right IR relative to left IR: a few milliradians and about 50 mm, with
   // the sign that a positive configured baseline expects.
   const float right[6] = {0.0021f, -0.0035f, 0.0012f, 50.12f, -0.08f, -0.21f};
@@ -47,6 +50,7 @@ struct config_override {
 
 /// A complete calibration configuration text for the synthetic module.
 inline std::string synthetic_config_text(const std::vector<config_override>& overrides = {}) {
+  // clang-format off
   std::vector<std::pair<std::string, std::vector<std::pair<std::string, std::string>>>> sections = {
       {"basic",
        {{"baseline", "50"}, {"ref_dist", "400"}, {"cam_type", "0"}, {"mirrored", "0"},
@@ -62,6 +66,7 @@ inline std::string synthetic_config_text(const std::vector<config_override>& ove
         {"clip_top_h_valid", "0"}, {"clip_right_w_valid", "0"}, {"clip_bottom_h_valid", "0"},
         {"valid_scale", "1.0"}, {"clip_left_w_rgb", "0"}, {"clip_top_h_rgb", "0"},
         {"clip_right_w_rgb", "0"}, {"clip_bottom_h_rgb", "0"}, {"d2d_params_unit_in_R_en", "0"}}}};
+  // clang-format on
   for (const auto& o : overrides) {
     for (auto& [name, fields] : sections) {
       if (name != o.section) continue;
