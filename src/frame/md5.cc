@@ -31,7 +31,7 @@ constexpr uint32_t rotate_left(uint32_t x, uint32_t n) { return (x << n) | (x >>
 
 void md5_transform(uint32_t state[4], const uint8_t block[64]) {
   uint32_t x[16];
-  for (int i = 0; i < 16; ++i) x[i] = load_u32_le(block + 4 * i);
+  for (int i = 0; i < 16; ++i) x[i] = load_u32_le(block + std::ptrdiff_t{4} * i);
   uint32_t a = state[0], b = state[1], c = state[2], d = state[3];
   for (uint32_t i = 0; i < 64; ++i) {
     uint32_t f;
@@ -96,7 +96,7 @@ void md5_final(uint8_t digest[kMd5DigestBytes], md5_context* context) {
   const uint32_t pad_length = (index < 56) ? (56 - index) : (120 - index);
   md5_update(context, kPadding, pad_length);
   md5_update(context, bit_count, 8);
-  for (int i = 0; i < 4; ++i) store_u32_le(digest + 4 * i, context->state[i]);
+  for (int i = 0; i < 4; ++i) store_u32_le(digest + std::ptrdiff_t{4} * i, context->state[i]);
   std::memset(context, 0, sizeof *context);
 }
 
