@@ -22,6 +22,8 @@ void add_deconfig_command(CLI::App& app, int& exit_code);
 void add_calib_json_command(CLI::App& app, int& exit_code);
 /// Built only with libpng (DEFLASH_WITH_PNG).
 void add_rectify_check_command(CLI::App& app, int& exit_code);
+void add_inspect_command(CLI::App& app, int& exit_code);
+void add_diff_command(CLI::App& app, int& exit_code);
 
 }  // namespace deflash_cli
 

@@ -23,6 +23,8 @@ int run(int argc, char** argv) {
 #ifdef DEFLASH_WITH_PNG
   deflash_cli::add_rectify_check_command(app, exit_code);
 #endif
+  deflash_cli::add_inspect_command(app, exit_code);
+  deflash_cli::add_diff_command(app, exit_code);
   if (argc <= 1) {
     std::fputs(app.help().c_str(), stdout);
     return deflash_cli::kExitUsage;
