@@ -24,6 +24,8 @@ void add_calib_json_command(CLI::App& app, int& exit_code);
 void add_rectify_check_command(CLI::App& app, int& exit_code);
 void add_inspect_command(CLI::App& app, int& exit_code);
 void add_diff_command(CLI::App& app, int& exit_code);
+void add_update_baseline_command(CLI::App& app, int& exit_code);
+void add_update_fb_command(CLI::App& app, int& exit_code);
 
 }  // namespace deflash_cli
 
