@@ -21,7 +21,7 @@ __all__ = [
     "Error", "LibraryError", "CalibrationError", "version", "calibration_image",
     "calibration_images", "start_row_image", "depth_engine_image", "update_baseline",
     "update_multi_baseline", "update_multi_fb_d2c", "import_calibration", "load_calibration",
-    "rotation_angles",
+    "rotation_angles", "check_calib_debug",
 ]
 
 logger = logging.getLogger("deflash")
@@ -265,3 +265,42 @@ def import_calibration(source: str, *, temperatures: Sequence[float],
     except ValueError as e:
         raise CalibrationError(str(e)) from None
     return json.loads(text)
+
+
+def check_calib_debug(calibration: Calibration, config: PathLike, *, left: Any = None,
+                      right: Any = None, depth: Any = None) -> dict:
+    """The library's software check of one camera mode: converts the module
+    for ``config``, then rectifies the left and right IR images and
+    reprojects the depth image into the RGB camera. Inputs are 2-D numpy
+    arrays, all uint8 or all uint16, shaped like the mode's source IR images
+    and depth image; the result maps "left", "right" and "depth" (those given)
+    to arrays of the same type, shaped like the rectified images and the RGB
+    image. Pixels no source position reaches are 0."""
+    import numpy as np
+
+    given = {name: a for name, a in (("left", left), ("right", right), ("depth", depth))
+             if a is not None}
+    dtypes = {np.asarray(a).dtype for a in given.values()}
+    if len(dtypes) > 1 or not dtypes <= {np.dtype(np.uint8), np.dtype(np.uint16)}:
+        raise CalibrationError("images must be 2-D arrays, all uint8 or all uint16")
+    dtype = dtypes.pop() if dtypes else np.dtype(np.uint8)
+    for name, a in given.items():
+        if np.asarray(a).ndim != 2:
+            raise CalibrationError(f"{name} image must be a 2-D array")
+    data = {name: np.ascontiguousarray(a, dtype=dtype).astype(dtype.newbyteorder("<")).tobytes()
+            for name, a in given.items()}
+    text, source = _calibration_text(calibration)
+    try:
+        code, outputs, out, err = _deflash.debug_check(
+            text, source, _config_paths([config])[0], data.get("left"), data.get("right"),
+            data.get("depth"), dtype.itemsize)
+    except ValueError as e:
+        raise CalibrationError(str(e)) from None
+    _check(code, out, err)
+    result = {}
+    for name, output in zip(("left", "right", "depth"), outputs):
+        if output is not None:
+            raw, shape = output
+            result[name] = np.frombuffer(raw, dtype=dtype.newbyteorder("<")).reshape(
+                shape).astype(dtype)
+    return result

@@ -219,6 +219,89 @@ py::tuple update_multi_fb_d2c(const std::string& in_path,
   return py::make_tuple(result.code, result.out, result.err);
 }
 
+// Where the calibration image keeps the sizes the debug check works on: the
+// first item of the rectification section (image offset 0 + 60) and of the
+// depth-to-colour section (0x2000 + 60), each width followed by its height.
+constexpr std::size_t kRectifyItem = 60;
+constexpr std::size_t kD2cItem = 0x2000 + 60;
+constexpr std::size_t kLeftSourceSize = kRectifyItem + 44;
+constexpr std::size_t kRightSourceSize = kRectifyItem + 132;
+constexpr std::size_t kLeftVirtualSize = kRectifyItem + 220;
+constexpr std::size_t kRightVirtualSize = kRectifyItem + 240;
+constexpr std::size_t kDepthSize = kD2cItem + 48;
+constexpr std::size_t kRgbSize = kD2cItem + 68;
+
+std::pair<int, int> size_at(const std::vector<uint8_t>& image, std::size_t offset) {
+  const auto u16 = [&image](std::size_t at) { return image[at] | image[at + 1] << 8; };
+  return {u16(offset + 2), u16(offset)};  // (height, width), as numpy shapes go
+}
+
+/// One image of the debug check: its input, and the output it fills.
+struct debug_pair {
+  std::optional<std::string> in;
+  std::pair<int, int> in_shape{};
+  std::pair<int, int> out_shape{};
+  std::vector<uint8_t> out;
+};
+
+py::tuple debug_check(const std::string& json_text, const std::string& source,
+                      const std::string& config, const std::optional<std::string>& left,
+                      const std::optional<std::string>& right,
+                      const std::optional<std::string>& depth, int bytes_per_pixel) {
+  const module_calibration calibration = parse_calibration(json_text, source);
+  const input_list inputs(calibration, {config});
+  debug_pair pairs[3];
+  pairs[0].in = left;
+  pairs[1].in = right;
+  pairs[2].in = depth;
+  std::string size_error;
+  const call_result result = run_library([&] {
+    // The check works on the records of the last conversion: convert this
+    // module for this mode first, under the same lock.
+    std::vector<uint8_t> image(20480);
+    const std::string zeros(kSerialBytes, '\0');
+    set_soc_sn(zeros.data(), zeros.data() + 8, zeros.data() + 16);
+    const int code = gen_soc_calib_flash_param_de(&inputs.list, image.data(), nullptr,
+                                                  static_cast<int>(image.size()), 1, nullptr, 0);
+    if (code != 0) return code;
+    const std::size_t in_offsets[3] = {kLeftSourceSize, kRightSourceSize, kDepthSize};
+    const std::size_t out_offsets[3] = {kLeftVirtualSize, kRightVirtualSize, kRgbSize};
+    const char* names[3] = {"left", "right", "depth"};
+    for (int i = 0; i < 3; ++i) {
+      debug_pair& p = pairs[i];
+      p.in_shape = size_at(image, in_offsets[i]);
+      p.out_shape = size_at(image, out_offsets[i]);
+      if (!p.in) continue;
+      const std::size_t expected = static_cast<std::size_t>(p.in_shape.first) *
+                                   static_cast<std::size_t>(p.in_shape.second) * bytes_per_pixel;
+      if (p.in->size() != expected) {
+        size_error = std::string(names[i]) + " image must be " + std::to_string(p.in_shape.first) +
+                     " x " + std::to_string(p.in_shape.second) + " pixels for this mode";
+        return 0;
+      }
+      p.out.assign(
+          static_cast<std::size_t>(p.out_shape.first) * p.out_shape.second * bytes_per_pixel, 0);
+    }
+    const auto in_ptr = [](const debug_pair& p) {
+      return p.in ? reinterpret_cast<const uint8_t*>(p.in->data()) : nullptr;
+    };
+    const auto out_ptr = [](debug_pair& p) {
+      return p.out.empty() ? nullptr : reinterpret_cast<uint16_t*>(p.out.data());
+    };
+    check_soc_calib_debug(in_ptr(pairs[0]), out_ptr(pairs[0]), in_ptr(pairs[1]), out_ptr(pairs[1]),
+                          reinterpret_cast<const uint16_t*>(in_ptr(pairs[2])), out_ptr(pairs[2]),
+                          bytes_per_pixel == 1 ? 0u : 2u);
+    return 0;
+  });
+  if (!size_error.empty()) throw py::value_error(size_error);
+  py::list outputs;
+  for (const debug_pair& p : pairs) {
+    outputs.append(p.out.empty() ? py::object(py::none())
+                                 : py::make_tuple(as_bytes(p.out, p.out.size()), p.out_shape));
+  }
+  return py::make_tuple(result.code, outputs, result.out, result.err);
+}
+
 deflash_cli::image_size to_size(const std::optional<std::pair<int, int>>& size) {
   return size ? deflash_cli::image_size{size->first, size->second} : deflash_cli::image_size{};
 }
@@ -288,4 +371,5 @@ PYBIND11_MODULE(_deflash, m) {
   m.def("import_calibration", &import_calibration);
   m.def("check_calibration", &check_calibration);
   m.def("rotation_angles", &rotation_angles);
+  m.def("debug_check", &debug_check);
 }

@@ -154,3 +154,29 @@ def test_numpy_values_in_the_calibration_dict_give_the_same_image():
     calibration["left_ir"]["fx"] = np.float64(643.52)
     assert (deflash.calibration_image(calibration, [CLOSE], timestamp=1) ==
             deflash.calibration_image(module_dict(), [CLOSE], timestamp=1))
+
+
+def test_debug_check_rectifies_and_reprojects_numpy_images():
+    flat = np.full((800, 1280), 100, dtype=np.uint8)
+    result = deflash.check_calib_debug(module_dict(), CLOSE, left=flat, right=flat)
+    assert set(result) == {"left", "right"}
+    for image in result.values():
+        assert image.dtype == np.uint8
+        assert image.shape == (800, 1280)
+        # A flat source stays flat where the rectified view sees it.
+        assert set(np.unique(image)) <= {0, 100}
+        assert (image == 100).mean() > 0.9
+    depth = np.full((800, 1280), 1000, dtype=np.uint16)
+    rgb = deflash.check_calib_debug(module_dict(), CLOSE, depth=depth)["depth"]
+    assert rgb.dtype == np.uint16
+    assert rgb.shape == (1080, 1920)
+    assert set(np.unique(rgb)) == {0, 1000}
+
+
+def test_debug_check_refuses_a_wrong_image_size():
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.check_calib_debug(module_dict(), CLOSE, left=np.zeros((10, 10), np.uint8))
+    assert str(failure.value) == "left image must be 800 x 1280 pixels for this mode"
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.check_calib_debug(module_dict(), CLOSE, left=np.zeros((800, 1280), np.float32))
+    assert str(failure.value) == "images must be 2-D arrays, all uint8 or all uint16"
