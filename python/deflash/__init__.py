@@ -21,7 +21,7 @@ __all__ = [
     "Error", "LibraryError", "CalibrationError", "version", "calibration_image",
     "calibration_images", "start_row_image", "depth_engine_image", "update_baseline",
     "update_multi_baseline", "update_multi_fb_d2c", "import_calibration", "load_calibration",
-    "rotation_angles", "check_calib_debug",
+    "rotation_angles", "check_calib_debug", "inspect", "diff",
 ]
 
 logger = logging.getLogger("deflash")
@@ -142,6 +142,29 @@ def rotation_angles(matrix: Any) -> Tuple[float, float, float]:
     except ValueError as e:
         raise CalibrationError(str(e)) from None
     return a0, a1, a2
+
+
+def inspect(image: bytes) -> dict:
+    """Decodes and verifies a file deflash writes (calibration, raw-calibration,
+    start-row, depth-engine image or a section file of the updates): the same
+    document as ``deflash inspect --json`` (docs/inspect-json.md); its "ok" is
+    False when a CRC, digest or other check failed. Bytes of no known kind
+    raise Error."""
+    try:
+        return json.loads(_deflash.inspect_json(bytes(image)))
+    except ValueError as e:
+        raise Error(str(e)) from None
+
+
+def diff(old: bytes, new: bytes) -> dict:
+    """Field-level differences of two files of the same kind, items matched by
+    digest: {"schema", "kind", "equal", "differences": [{"section", "item",
+    "field", "old", "new"}]}, as ``deflash diff --json`` prints without the
+    file names. Files of no known kind, or of two kinds, raise Error."""
+    try:
+        return json.loads(_deflash.diff_json(bytes(old), bytes(new)))
+    except ValueError as e:
+        raise Error(str(e)) from None
 
 
 def load_calibration(calibration: Calibration) -> dict:

@@ -18,6 +18,7 @@
 #include "deflash.h"
 #include "flash_page.h"
 #include "import_request.h"
+#include "inspect/inspect.h"
 
 namespace py = pybind11;
 
@@ -350,6 +351,55 @@ std::vector<double> rotation_angles(const std::vector<double>& matrix) {
   return {angles[0], angles[1], angles[2]};
 }
 
+/// The decoded file as the JSON document `deflash inspect --json` prints;
+/// raises ValueError for bytes of no kind deflash writes. Pure: no lock.
+std::string inspect_json(const py::bytes& data) {
+  const std::string bytes = data;
+  deflash_inspect::report report;
+  std::string error;
+  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()),
+                                      bytes.size(), report, error)) {
+    throw py::value_error(error);
+  }
+  return deflash_inspect::render_json(report).dump();
+}
+
+/// The differences of two files as the JSON document `deflash diff --json`
+/// prints, without the file names; raises ValueError for files of no known
+/// kind or of two kinds.
+std::string diff_json(const py::bytes& old_data, const py::bytes& new_data) {
+  const std::string old_bytes = old_data;
+  const std::string new_bytes = new_data;
+  deflash_inspect::report a;
+  deflash_inspect::report b;
+  std::string error;
+  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(old_bytes.data()),
+                                      old_bytes.size(), a, error) ||
+      !deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(new_bytes.data()),
+                                      new_bytes.size(), b, error)) {
+    throw py::value_error(error);
+  }
+  if (a.kind != b.kind || a.size != b.size) {
+    throw py::value_error("a " + b.kind + " file of " + std::to_string(b.size) +
+                          " bytes cannot be compared with a " + a.kind + " file of " +
+                          std::to_string(a.size) + " bytes");
+  }
+  deflash_inspect::json doc = deflash_inspect::json::object();
+  doc["schema"] = deflash_inspect::kSchemaVersion;
+  doc["kind"] = a.kind;
+  deflash_inspect::json list = deflash_inspect::json::array();
+  for (const auto& d : deflash_inspect::diff_reports(a, b)) {
+    list.push_back({{"section", d.section},
+                    {"item", d.item},
+                    {"field", d.field},
+                    {"old", d.old_value},
+                    {"new", d.new_value}});
+  }
+  doc["equal"] = list.empty();
+  doc["differences"] = std::move(list);
+  return doc.dump();
+}
+
 /// Checks calibration JSON text; raises ValueError with the reader's message.
 void check_calibration(const std::string& json_text, const std::string& source) {
   parse_calibration(json_text, source);
@@ -372,4 +422,6 @@ PYBIND11_MODULE(_deflash, m) {
   m.def("check_calibration", &check_calibration);
   m.def("rotation_angles", &rotation_angles);
   m.def("debug_check", &debug_check);
+  m.def("inspect_json", &inspect_json);
+  m.def("diff_json", &diff_json);
 }
