@@ -357,8 +357,8 @@ std::string inspect_json(const py::bytes& data) {
   const std::string bytes = data;
   deflash_inspect::report report;
   std::string error;
-  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()),
-                                      bytes.size(), report, error)) {
+  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
+                                      report, error)) {
     throw py::value_error(error);
   }
   return deflash_inspect::render_json(report).dump();
