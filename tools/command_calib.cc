@@ -146,7 +146,8 @@ int run_calib(const calib_options& options) {
   std::vector<output_file> outputs{{options.out, std::string(image.begin(), image.end())}};
   if (raw_bytes > 0) {
     outputs.push_back(
-        {options.raw_out, std::string(raw_image.begin(), raw_image.begin() + raw_bytes)});
+        {options.raw_out, std::string(raw_image.begin(),
+                                      raw_image.begin() + static_cast<std::ptrdiff_t>(raw_bytes))});
   }
   std::string error;
   if (!write_outputs(inputs.input_files(), outputs, options.output, error)) {

@@ -50,9 +50,12 @@ int run_calib_json(calib_json_options options) {
   // The file must read back to the very record that was imported.
   module_calibration again;
   std::string error;
+  // Bit for bit: the JSON must give back the very float bits imported.
+  // NOLINTBEGIN(bugprone-suspicious-memory-comparison)
   if (!parse_calibration_json(text, options.out, again, error) ||
       std::memcmp(&again.params, &calibration.params, sizeof again.params) != 0 ||
       std::memcmp(again.temperatures, calibration.temperatures, sizeof again.temperatures) != 0) {
+    // NOLINTEND(bugprone-suspicious-memory-comparison)
     return report_failure(kExitFailure, options.out +
                                             ": the JSON would not read back to the "
                                             "imported calibration" +

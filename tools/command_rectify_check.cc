@@ -93,7 +93,8 @@ gray_image from_check_bytes(const std::vector<uint8_t>& bytes, const image_size&
   image.bits = bits;
   image.pixels.resize(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
   if (bits == 8) {
-    image.pixels.assign(bytes.begin(), bytes.begin() + image.pixels.size());
+    image.pixels.assign(bytes.begin(),
+                        bytes.begin() + static_cast<std::ptrdiff_t>(image.pixels.size()));
   } else {
     std::memcpy(image.pixels.data(), bytes.data(), image.pixels.size() * 2);
   }

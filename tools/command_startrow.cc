@@ -23,7 +23,7 @@ namespace {
 // up to a page.
 constexpr std::size_t kStartRowHeaderBytes = 48;
 constexpr std::size_t kStartRowEntryHeadBytes = 44;
-constexpr std::size_t kStartRowTableBytesPerRow = 2 * 4;
+constexpr std::size_t kStartRowTableBytesPerRow = std::size_t{2} * 4;
 constexpr std::size_t kMaxSourceRows = 65535;
 constexpr std::size_t kMaxStartRowEntryBytes =
     kStartRowEntryHeadBytes + kStartRowTableBytesPerRow * kMaxSourceRows;
@@ -64,9 +64,11 @@ int run_startrow(const startrow_options& options) {
   // laying out the section, so the page tail reads as erased flash.
   const std::size_t bytes = round_up_to_page(length);
   std::string error;
-  if (!write_outputs(inputs.input_files(),
-                     {{options.out, std::string(image.begin(), image.begin() + bytes)}},
-                     options.output, error)) {
+  if (!write_outputs(
+          inputs.input_files(),
+          {{options.out,
+            std::string(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(bytes))}},
+          options.output, error)) {
     return report_failure(kExitUsage, error);
   }
   std::printf("wrote %s (%zu bytes)\n", options.out.c_str(), bytes);

@@ -158,6 +158,7 @@ std::string reserve_temporary(const std::string& target, std::string& error) {
 bool write_outputs(const std::vector<std::string>& inputs, const std::vector<output_file>& outputs,
                    const output_options& options, std::string& error) {
   std::vector<file_identity> inputs_seen;
+  inputs_seen.reserve(inputs.size());
   for (const std::string& input : inputs) inputs_seen.push_back(identify(input));
 
   // Every refusal comes before the first byte is written.

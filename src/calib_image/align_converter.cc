@@ -111,7 +111,8 @@ void fill_depth_calc(deflash::calib_input_config& config,
     config.d2d_params_unit = 1.0f;
   }
   const float unit = config.d2d_params_unit;
-  depth->depth_mode = config.depth_mode;
+  // depth_mode is a signed 8-bit setting; the record widens it with its sign.
+  depth->depth_mode = config.depth_mode;  // NOLINT(bugprone-signed-char-misuse)
   depth->reserved = 0;
   depth->baseline = config.baseline / unit;
   depth->ref_dist = config.ref_dist / unit;

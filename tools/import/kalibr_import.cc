@@ -79,9 +79,9 @@ bool import_kalibr(const import_request& request, SocCalibParams_S& params, std:
   for (int n = 0; n < kModuleCameras; ++n) {
     const std::string name = "cam" + std::to_string(n);
     if (!chain.has(name.c_str())) {
-      error = path + ": \"" + name +
-              "\" is missing; the module needs cam0 left IR, cam1 right "
-              "IR, cam2 RGB";
+      error = path;
+      error +=
+          ": \"" + name + "\" is missing; the module needs cam0 left IR, cam1 right IR, cam2 RGB";
       return false;
     }
     const yaml_map cam(root[name], path, name + ".");

@@ -43,7 +43,8 @@ bool sequence_numbers(const YAML::Node& node, std::vector<double>& out) {
 
 /// The text's line of byte `offset`, 1-based.
 int line_of(const std::string& text, std::ptrdiff_t offset) {
-  const auto end = text.begin() + std::clamp<std::ptrdiff_t>(offset, 0, text.size());
+  const auto end = text.begin() +
+                   std::clamp<std::ptrdiff_t>(offset, 0, static_cast<std::ptrdiff_t>(text.size()));
   return 1 + static_cast<int>(std::count(text.begin(), end, '\n'));
 }
 
