@@ -30,11 +30,15 @@ void render_node(const json& node, int depth, std::string& out) {
     if (value.is_array() && value.size() <= kInlineValues) {
       std::string list;
       for (const json& v : value) list += (list.empty() ? "" : ", ") + scalar_text(v);
-      out += indent + "  " + name + " = [" + list + "]\n";
+      out += indent;
+      out += "  " + name + " = [";
+      out += list;
+      out += "]\n";
       continue;
     }
     if (value.is_array()) {
-      out += indent + "  " + name + " (" + std::to_string(value.size()) + " values):\n";
+      out += indent;
+      out += "  " + name + " (" + std::to_string(value.size()) + " values):\n";
       for (std::size_t i = 0; i < value.size(); i += kValuesPerLine) {
         out += indent + "    [" + std::to_string(i) + "]";
         for (std::size_t j = i; j < value.size() && j < i + kValuesPerLine; ++j) {
@@ -44,7 +48,8 @@ void render_node(const json& node, int depth, std::string& out) {
       }
       continue;
     }
-    out += indent + "  " + name + " = " + scalar_text(value);
+    out += indent;
+    out += "  " + name + " = " + scalar_text(value);
     if (field.contains("raw") && field["raw"].is_string()) {
       out += " (raw " + field["raw"].get<std::string>() + ")";
     }
