@@ -25,6 +25,7 @@ namespace py = pybind11;
 namespace deflash_python {
 namespace {
 
+using deflash_cli::console_capture;
 using deflash_cli::module_calibration;
 
 // The library keeps its configuration, serial number and converter records
