@@ -1,5 +1,6 @@
 // `deflash calib-json`: imports an OpenCV, ROS or Kalibr calibration and
 // writes it as the tool's calibration JSON.
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -25,15 +26,42 @@ struct calib_json_options {
   std::string out;
 };
 
-int run_calib_json(calib_json_options options) {
-  if (!options.files.empty()) {
-    if (options.import.from != "kalibr" || !options.import.camchain.empty()) {
-      return report_failure(kExitUsage,
-                            "file arguments name a Kalibr camchain (--from kalibr); give OpenCV "
-                            "and ROS files with --ir-pair and --ir-rgb");
-    }
-    options.import.camchain = options.files;
+/// Gives the positional files their roles: a Kalibr camchain, or the ROS
+/// CameraInfo files of the two stereo calibrations in the order left IR, right
+/// IR, then left IR, RGB, each pair optionally followed by its transform file.
+int assign_positional_files(calib_json_options& options) {
+  import_options& import = options.import;
+  if (options.files.empty()) return kExitOk;
+  if (!import.ir_pair.empty() || !import.ir_rgb.empty() || !import.camchain.empty()) {
+    return report_failure(kExitUsage,
+                          "give the files either as arguments or with --ir-pair, --ir-rgb and "
+                          "--camchain, not both");
   }
+  if (import.from == "kalibr") {
+    import.camchain = options.files;
+    return kExitOk;
+  }
+  if (import.from == "ros") {
+    const std::vector<std::string>& files = options.files;
+    if (files.size() != 4 && files.size() != 6) {
+      return report_failure(kExitUsage,
+                            "--from ros takes 4 CameraInfo files (IR left, IR right, then IR "
+                            "left, RGB of the second calibration), or 6 with each pair's "
+                            "transform file after it; " +
+                                std::to_string(files.size()) + " given");
+    }
+    const std::size_t pair = files.size() / 2;
+    import.ir_pair.assign(files.begin(), files.begin() + static_cast<std::ptrdiff_t>(pair));
+    import.ir_rgb.assign(files.begin() + static_cast<std::ptrdiff_t>(pair), files.end());
+    return kExitOk;
+  }
+  return report_failure(kExitUsage,
+                        "file arguments name ROS or Kalibr files (--from ros or kalibr); give "
+                        "OpenCV files with --ir-pair and --ir-rgb, one pair's files merged");
+}
+
+int run_calib_json(calib_json_options options) {
+  if (const int status = assign_positional_files(options); status != kExitOk) return status;
   module_calibration calibration;
   if (!parse_temperatures(options.temperatures, calibration.temperatures)) {
     return report_failure(kExitUsage, "--temperatures \"" + options.temperatures +
@@ -77,7 +105,9 @@ void add_calib_json_command(CLI::App& app, int& exit_code) {
       "calib-json", "Import an OpenCV, ROS or Kalibr calibration into calibration JSON");
   add_import_options(*command, options->import);
   command->get_option("--from")->required();
-  command->add_option("files", options->files, "kalibr: the camchain file");
+  command->add_option("files", options->files,
+                      "kalibr: the camchain file; ros: the CameraInfo files of the IR pair and "
+                      "of the IR/RGB pair [each followed by its transform file]");
   command
       ->add_option("--temperatures", options->temperatures,
                    "Calibration temperatures L,R,LDM in degrees Celsius")

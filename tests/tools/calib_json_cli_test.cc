@@ -1,19 +1,19 @@
 // Tests of `deflash calib-json` and of `--from` on the image commands, run as
 // a process.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "support/temp_files.h"
+#include "support/tool_run.h"
 
 namespace {
 
 using deflash_test::file_exists;
 using deflash_test::read_file;
 using deflash_test::temp_dir;
+using deflash_test::tool_run;
 
 const std::string kExamples = DEFLASH_SOURCE_DIR "/examples/";
 const std::string kCloseConfig = kExamples + "module/calib_close.ini";
@@ -26,32 +26,10 @@ const std::vector<std::string> kOpenCv = {"--from",
                                           kExamples + "opencv/ir_rgb.xml"};
 const std::string kTemperatures = "35.2,35.6,38.1";
 
-struct tool_run {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string shell_quote(const std::string& text) {
-  std::string quoted = "'";
-  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
+/// The tool run with `args` followed by `more`.
 tool_run run_tool(std::vector<std::string> args, const std::vector<std::string>& more = {}) {
   args.insert(args.end(), more.begin(), more.end());
-  temp_dir streams;
-  std::string command = shell_quote(DEFLASH_CLI_PATH);
-  for (const std::string& arg : args) command += " " + shell_quote(arg);
-  command += " >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
-  const int status = std::system(command.c_str());
-  tool_run run;
-  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  const std::vector<uint8_t> out = read_file(streams.file("out"));
-  const std::vector<uint8_t> err = read_file(streams.file("err"));
-  run.out.assign(out.begin(), out.end());
-  run.err.assign(err.begin(), err.end());
-  return run;
+  return deflash_test::run_tool(args);
 }
 
 std::string text_of(const std::string& path) {
@@ -83,6 +61,51 @@ TEST(CalibJsonCommand, TakesAKalibrCamchainAsFileArgument) {
   EXPECT_EQ(run.exit_code, 0) << run.err;
   EXPECT_NE(text_of(dir.file("k.json")).find("\"translation\": [-15.08, 0.032, 0.512]"),
             std::string::npos);
+}
+
+TEST(CalibJsonCommand, TakesRosCameraInfoFilesAsFileArguments) {
+  temp_dir dir;
+  const std::string ros = kExamples + "ros/";
+  const tool_run named = run_tool({"calib-json", "--from", "ros", "--ir-pair", ros + "ir_left.yaml",
+                                   ros + "ir_right.yaml", "--ir-rgb", ros + "ir_rgb_left.yaml",
+                                   ros + "ir_rgb_rgb.yaml", "--temperatures", kTemperatures,
+                                   "--out", dir.file("named.json")});
+  ASSERT_EQ(named.exit_code, 0) << named.err;
+  const tool_run positional =
+      run_tool({"calib-json", "--from", "ros", ros + "ir_left.yaml", ros + "ir_right.yaml",
+                ros + "ir_rgb_left.yaml", ros + "ir_rgb_rgb.yaml", "--temperatures", kTemperatures,
+                "--out", dir.file("positional.json")});
+  EXPECT_EQ(positional.exit_code, 0) << positional.err;
+  EXPECT_EQ(positional.err, "");
+  EXPECT_EQ(text_of(dir.file("positional.json")), text_of(dir.file("named.json")));
+  EXPECT_NE(text_of(dir.file("positional.json")).find("\"fx\": 643.52,"), std::string::npos);
+}
+
+TEST(CalibJsonCommand, RefusesFileArgumentsItCannotAssign) {
+  temp_dir dir;
+  const std::string ros = kExamples + "ros/";
+  tool_run run = run_tool({"calib-json", "--from", "ros", ros + "ir_left.yaml",
+                           ros + "ir_right.yaml", ros + "ir_rgb_left.yaml", "--temperatures",
+                           kTemperatures, "--out", dir.file("m.json")});
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_EQ(run.err,
+            "deflash: --from ros takes 4 CameraInfo files (IR left, IR right, then IR left, RGB "
+            "of the second calibration), or 6 with each pair's transform file after it; 3 "
+            "given\n");
+  run = run_tool({"calib-json", "--from", "opencv", kExamples + "opencv/intrinsics.yml",
+                  "--temperatures", kTemperatures, "--out", dir.file("m.json")});
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_EQ(run.err,
+            "deflash: file arguments name ROS or Kalibr files (--from ros or kalibr); give "
+            "OpenCV files with --ir-pair and --ir-rgb, one pair's files merged\n");
+  run = run_tool({"calib-json", "--from", "kalibr", kExamples + "kalibr/camchain.yaml",
+                  "--camchain", kExamples + "kalibr/camchain.yaml", "--temperatures", kTemperatures,
+                  "--out", dir.file("m.json")});
+  EXPECT_EQ(run.exit_code, 2);
+  EXPECT_EQ(run.err,
+            "deflash: give the files either as arguments or with --ir-pair, --ir-rgb and "
+            "--camchain, not both\n");
+  EXPECT_FALSE(file_exists(dir.file("m.json")));
 }
 
 TEST(CalibJsonCommand, RefusesAnUnknownSourceAndUnit) {

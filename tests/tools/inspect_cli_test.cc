@@ -1,53 +1,27 @@
 // Tests of the inspect, diff, update-baseline and update-fb commands, run as
 // a process: exact output lines, exit codes, and files written or not.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "support/temp_files.h"
+#include "support/tool_run.h"
 
 namespace {
 
 using deflash_test::file_exists;
 using deflash_test::read_file;
+using deflash_test::run_tool;
 using deflash_test::temp_dir;
+using deflash_test::tool_run;
 
 const std::string kData = DEFLASH_SOURCE_DIR "/tests/data/";
 const std::string kCalib = kData + "calib_example.bin";
 const std::string kDeConfig = kData + "de_config_example.bin";
 const std::string kStartRow = kData + "startrow_example.bin";
-
-struct tool_run {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string shell_quote(const std::string& text) {
-  std::string quoted = "'";
-  for (const char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
-tool_run run_tool(const std::vector<std::string>& args) {
-  temp_dir streams;
-  std::string command = shell_quote(DEFLASH_CLI_PATH);
-  for (const std::string& arg : args) command += " " + shell_quote(arg);
-  command += " >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
-  const int status = std::system(command.c_str());
-  tool_run run;
-  run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  const std::vector<uint8_t> out = read_file(streams.file("out"));
-  const std::vector<uint8_t> err = read_file(streams.file("err"));
-  run.out.assign(out.begin(), out.end());
-  run.err.assign(err.begin(), err.end());
-  return run;
-}
 
 std::string text_of(const std::string& path) {
   const std::vector<uint8_t> bytes = read_file(path);
