@@ -21,7 +21,7 @@ __all__ = [
     "Error", "LibraryError", "CalibrationError", "version", "calibration_image",
     "calibration_images", "start_row_image", "depth_engine_image", "update_baseline",
     "update_multi_baseline", "update_multi_fb_d2c", "import_calibration", "load_calibration",
-    "rotation_angles", "check_calib_debug", "inspect", "diff",
+    "rotation_angles", "check_calib_debug", "inspect", "diff", "read_picture", "write_picture",
 ]
 
 logger = logging.getLogger("deflash")
@@ -327,3 +327,32 @@ def check_calib_debug(calibration: Calibration, config: PathLike, *, left: Any =
             result[name] = np.frombuffer(raw, dtype=dtype.newbyteorder("<")).reshape(
                 shape).astype(dtype)
     return result
+
+
+def read_picture(path: PathLike) -> Any:
+    """An 8- or 16-bit greyscale PNG or binary PGM file as a 2-D numpy array
+    of uint8 or uint16, the pictures the debug check takes."""
+    import numpy as np
+
+    try:
+        data, width, height, bits = _deflash.read_picture(os.fspath(path))
+    except ValueError as e:
+        raise CalibrationError(str(e)) from None
+    dtype = np.dtype(np.uint8) if bits == 8 else np.dtype("<u2")
+    return np.frombuffer(data, dtype=dtype).reshape(height, width).astype(dtype.newbyteorder("="))
+
+
+def write_picture(path: PathLike, picture: Any) -> None:
+    """Writes a 2-D uint8 or uint16 numpy array as a greyscale PNG of that
+    depth, through a temporary file and a rename."""
+    import numpy as np
+
+    array = np.asarray(picture)
+    if array.ndim != 2 or array.dtype not in (np.dtype(np.uint8), np.dtype(np.uint16)):
+        raise CalibrationError("a picture must be a 2-D array of uint8 or uint16")
+    bits = 8 * array.dtype.itemsize
+    data = np.ascontiguousarray(array).astype(array.dtype.newbyteorder("<")).tobytes()
+    try:
+        _deflash.write_png(os.fspath(path), data, array.shape[1], array.shape[0], bits)
+    except ValueError as e:
+        raise CalibrationError(str(e)) from None

@@ -16,9 +16,14 @@
 #include "camera_import.h"
 #include "console_capture.h"
 #include "deflash.h"
+#include "file_io.h"
 #include "flash_page.h"
+#ifdef DEFLASH_WITH_PNG
+#include "gray_image.h"
+#endif
 #include "import_request.h"
 #include "inspect/inspect.h"
+#include "safe_output.h"
 
 namespace py = pybind11;
 
@@ -406,6 +411,57 @@ void check_calibration(const std::string& json_text, const std::string& source) 
   parse_calibration(json_text, source);
 }
 
+#ifdef DEFLASH_WITH_PNG
+/// Decodes an 8- or 16-bit greyscale PNG or PGM file: its pixels as
+/// little-endian bytes of one or two per pixel, width, height and depth.
+py::tuple read_picture(const std::string& path) {
+  std::string bytes;
+  std::string error;
+  if (!deflash_cli::read_file_bytes(path, bytes, error, deflash_cli::kMaxPictureInputBytes)) {
+    throw py::value_error(error);
+  }
+  deflash_cli::gray_image image;
+  if (deflash_cli::decode_gray_image(path, bytes, image, error) !=
+      deflash_cli::picture_status::ok) {
+    throw py::value_error(error);
+  }
+  const std::size_t depth = image.bits == 16 ? 2 : 1;
+  std::string pixels(image.pixels.size() * depth, '\0');
+  for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+    pixels[i * depth] = static_cast<char>(image.pixels[i] & 0xFF);
+    if (depth == 2) pixels[i * depth + 1] = static_cast<char>(image.pixels[i] >> 8);
+  }
+  return py::make_tuple(py::bytes(pixels), image.width, image.height, image.bits);
+}
+
+/// Writes little-endian pixels of `bits` (8 or 16) as a greyscale PNG through
+/// a temporary file and a rename.
+void write_png(const std::string& path, const py::bytes& data, int width, int height, int bits) {
+  const std::string pixels = data;
+  const std::size_t depth = bits == 16 ? 2 : 1;
+  if ((bits != 8 && bits != 16) || width < 1 || height < 1 ||
+      pixels.size() != static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * depth) {
+    throw py::value_error("a picture is 8 or 16 bits deep with width x height pixels");
+  }
+  deflash_cli::gray_image image;
+  image.width = width;
+  image.height = height;
+  image.bits = bits;
+  image.pixels.resize(pixels.size() / depth);
+  for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+    const auto low = static_cast<uint8_t>(pixels[i * depth]);
+    const auto high = depth == 2 ? static_cast<uint8_t>(pixels[i * depth + 1]) : uint8_t{0};
+    image.pixels[i] = static_cast<uint16_t>(low | (high << 8));
+  }
+  std::string png;
+  std::string error;
+  if (!deflash_cli::encode_png(image, png, error) ||
+      !deflash_cli::write_outputs({}, {{path, std::move(png)}}, {}, error)) {
+    throw py::value_error(error);
+  }
+}
+#endif
+
 }  // namespace
 }  // namespace deflash_python
 
@@ -425,4 +481,8 @@ PYBIND11_MODULE(_deflash, m) {
   m.def("debug_check", &debug_check);
   m.def("inspect_json", &inspect_json);
   m.def("diff_json", &diff_json);
+#ifdef DEFLASH_WITH_PNG
+  m.def("read_picture", &read_picture);
+  m.def("write_png", &write_png);
+#endif
 }

@@ -17,7 +17,12 @@ def test_example_script_writes_the_tools_images(tmp_path):
                          text=True)
     assert run.returncode == 0, run.stderr
     assert run.stderr == ""
-    assert "  0x0000: magic 0x46447308, 596 bytes, 2 x 268-byte items\n" in run.stdout
+    assert ("calib.bin: calibration, 20480 bytes, checks pass\n"
+            "  section 0x08 rectification, 596 bytes, 2 items\n") in run.stdout
+    assert ("deconfig.bin: depth-engine, 16384 bytes, checks pass\n"
+            "  block DPU modes, 180 bytes, 2 items\n"
+            "  block D2C groups, 252 bytes, 3 items\n"
+            "  block IR pre-ISP groups, 348 bytes, 2 items\n") in run.stdout
     out = tmp_path / "out"
     with open(os.path.join(MODULE, "calibration.json")) as f:
         module = json.load(f)
@@ -33,3 +38,14 @@ def test_example_script_writes_the_tools_images(tmp_path):
     assert len((out / "calib.bin").read_bytes()) == 20480
     assert len((out / "deconfig.bin").read_bytes()) == 16384
     assert not [p for p in os.listdir(out) if p.endswith(".tmp")]
+    # The rectify-check picture is the tool's, pixel for pixel and byte for byte.
+    (tmp_path / "tool").mkdir()
+    assert run.stdout.endswith(f"wrote {out / 'side_by_side.png'} (2560x800, 8-bit)\n")
+    subprocess.run([tool, "rectify-check", "--calibration",
+                    os.path.join(MODULE, "calibration.json"), "--config",
+                    os.path.join(MODULE, "calib_close.ini"), "--left",
+                    os.path.join(MODULE, "scene_left.png"), "--right",
+                    os.path.join(MODULE, "scene_right.png"), "--out-dir", str(tmp_path / "tool")],
+                   check=True, capture_output=True)
+    assert ((out / "side_by_side.png").read_bytes()
+            == (tmp_path / "tool" / "side_by_side.png").read_bytes())

@@ -180,3 +180,25 @@ def test_debug_check_refuses_a_wrong_image_size():
     with pytest.raises(deflash.CalibrationError) as failure:
         deflash.check_calib_debug(module_dict(), CLOSE, left=np.zeros((800, 1280), np.float32))
     assert str(failure.value) == "images must be 2-D arrays, all uint8 or all uint16"
+
+
+def test_pictures_round_trip_through_png(tmp_path):
+    ramp = (np.arange(64 * 48, dtype=np.uint32).reshape(48, 64) * 21).astype(np.uint16)
+    deflash.write_picture(tmp_path / "ramp.png", ramp)
+    back = deflash.read_picture(tmp_path / "ramp.png")
+    assert back.dtype == np.uint16
+    assert np.array_equal(back, ramp)
+    scene = deflash.read_picture(os.path.join(MODULE, "scene_left.png"))
+    assert scene.dtype == np.uint8
+    assert scene.shape == (800, 1280)
+    assert not [p for p in os.listdir(tmp_path) if p != "ramp.png"]
+
+
+def test_pictures_refuse_what_is_no_greyscale_picture(tmp_path):
+    with pytest.raises(deflash.CalibrationError) as failure:
+        deflash.write_picture(tmp_path / "x.png", np.zeros((4, 4, 3), np.uint8))
+    assert str(failure.value) == "a picture must be a 2-D array of uint8 or uint16"
+    (tmp_path / "text.png").write_text("not a picture")
+    with pytest.raises(deflash.CalibrationError):
+        deflash.read_picture(tmp_path / "text.png")
+    assert not (tmp_path / "x.png").exists()
