@@ -11,180 +11,17 @@
 
 #include "config/ini_convert.h"
 #include "config/ini_reader.h"
+#include "config_checker.h"
+#include "de_config_check.h"
 
 namespace deflash_cli {
 namespace {
 
-using deflash::IniDocument;
-using deflash::IniSectionMap;
-using deflash::IniValue;
-
-/// Descriptions and D2C/IR group names are 16-byte fields in flash.
-constexpr std::size_t kMaxDescriptionBytes = 16;
-constexpr long long kMaxD2cGroups = 100;
-constexpr long long kMaxIrPreGroups = 10;
-constexpr double kMaxSide = 65535.0;
-
-std::string number(double value) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%.9g", value);
-  return text;
-}
-
-/// Line numbers of keys, found again in the text: the document keeps none.
-class line_finder {
- public:
-  explicit line_finder(const std::string& text) {
-    std::istringstream in(text);
-    std::string line;
-    std::string section;
-    int number = 0;
-    while (std::getline(in, line)) {
-      ++number;
-      const std::string trimmed = deflash::ini_trim(line);
-      if (trimmed.empty() || trimmed[0] == ';') continue;
-      if (trimmed[0] == '[') {
-        const std::size_t close = trimmed.find(']');
-        section = trimmed.substr(1, close == std::string::npos ? std::string::npos : close - 1);
-        section_lines_.push_back({section, number});
-        continue;
-      }
-      const std::size_t equals = trimmed.find('=');
-      if (equals == std::string::npos) continue;
-      key_lines_.push_back({section + "\n" + deflash::ini_trim(trimmed.substr(0, equals)), number});
-    }
-  }
-  int key_line(const std::string& section, const std::string& key) const {
-    const std::string wanted = section + "\n" + key;
-    for (const auto& [name, line] : key_lines_) {
-      if (name == wanted) return line;
-    }
-    return 0;
-  }
-
- private:
-  std::vector<std::pair<std::string, int>> section_lines_;
-  std::vector<std::pair<std::string, int>> key_lines_;
-};
-
-/// Collects the problems of one file, each located as precisely as known.
-class checker {
- public:
-  checker(const std::string& path, const std::string& text, const IniDocument& document)
-      : path_(path), lines_(text), document_(document) {}
-
-  std::vector<config_problem>& problems() { return problems_; }
-
-  std::string at(const std::string& section, const std::string& key) const {
-    const int line = lines_.key_line(section, key);
-    return path_ + (line > 0 ? ":" + std::to_string(line) : std::string()) + ": " + key;
-  }
-  void fail(const std::string& where, const std::string& what) {
-    problems_.push_back({where, what, false, false});
-  }
-  void implausible(const std::string& section, const std::string& key, const std::string& what) {
-    problems_.push_back({at(section, key), what, true, false});
-  }
-  void warn(const std::string& section, const std::string& key, const std::string& what) {
-    problems_.push_back({at(section, key), what, false, true});
-  }
-
-  const IniSectionMap* section(const std::string& name) const {
-    const IniSectionMap* found = document_.find_section(name);
-    return found != nullptr && !found->empty() ? found : nullptr;
-  }
-  bool require_section(const std::string& name, const char* kind) {
-    if (section(name) != nullptr) return true;
-    fail(path_, std::string("not a ") + kind + " configuration: section [" + name +
-                    "] is missing or empty");
-    return false;
-  }
-  const IniValue* value(const std::string& section_name, const std::string& key, bool required) {
-    const IniSectionMap* found = section(section_name);
-    const IniValue* value = found == nullptr ? nullptr : found->find(key);
-    if (value == nullptr && required) {
-      fail(path_ + ": [" + section_name + "]", "required key " + key + " is missing");
-    }
-    return value;
-  }
-
-  /// Converts a present value with the library's own conversion; a failure
-  /// is reported with the key's place and the conversion's words.
-  template <typename T>
-  bool convert(const std::string& section_name, const std::string& key, bool required,
-               T (*conversion)(const IniValue&), T& out) {
-    const IniValue* found = value(section_name, key, required);
-    if (found == nullptr) return false;
-    try {
-      out = conversion(*found);
-      return true;
-    } catch (const std::exception& e) {
-      fail(at(section_name, key), e.what());
-      return false;
-    }
-  }
-
-  void real(const std::string& section_name, const std::string& key, bool required, double low,
-            double high, bool low_open = false) {
-    float v = 0;
-    if (!convert(section_name, key, required, deflash::as_float, v)) return;
-    if (!std::isfinite(v) || (low_open ? v <= low : v < low) || v > high) {
-      implausible(section_name, key,
-                  number(v) + " is outside " + (low_open ? "(" : "[") + number(low) + ", " +
-                      number(high) + "]");
-    }
-  }
-  template <typename T>
-  void integer(const std::string& section_name, const std::string& key, bool required,
-               T (*conversion)(const IniValue&), long long low, long long high) {
-    T v{};
-    if (!convert(section_name, key, required, conversion, v)) return;
-    if (static_cast<long long>(v) < low || static_cast<long long>(v) > high) {
-      implausible(section_name, key,
-                  std::to_string(static_cast<long long>(v)) + " is outside " + std::to_string(low) +
-                      " to " + std::to_string(high));
-    }
-  }
-  /// Versions pack one character per dotted piece into the image.
-  void version(const std::string& section_name, const std::string& key) {
-    const IniValue* found = value(section_name, key, false);
-    if (found == nullptr) return;
-    const std::string& text = found->text();
-    bool ok = !text.empty();
-    bool multi_digit = false;
-    std::size_t piece = 0;
-    for (const char c : text) {
-      if (c == '.') {
-        ok = ok && piece > 0;
-        piece = 0;
-      } else if (c >= '0' && c <= '9') {
-        multi_digit = multi_digit || piece > 0;
-        ++piece;
-      } else {
-        ok = false;
-      }
-    }
-    ok = ok && piece > 0;
-    if (!ok) {
-      fail(at(section_name, key), "\"" + text + "\" is not a dotted version such as 1.0.0.3");
-    } else if (multi_digit) {
-      warn(section_name, key,
-           "\"" + text + "\": only the first digit of each dotted piece is stored in flash");
-    }
-  }
-  void description(const std::string& section_name, const std::string& key, bool required) {
-    const IniValue* found = value(section_name, key, required);
-    if (found != nullptr && found->text().size() > kMaxDescriptionBytes) {
-      fail(at(section_name, key), "\"" + found->text() + "\" is longer than 16 characters");
-    }
-  }
-
- private:
-  const std::string& path_;
-  line_finder lines_;
-  const IniDocument& document_;
-  std::vector<config_problem> problems_;
-};
+using config_checking::checker;
+using config_checking::IniDocument;
+using config_checking::IniSectionMap;
+using config_checking::kMaxSide;
+using config_checking::number;
 
 /// The four clips of one image must leave some of it.
 void check_clips(checker& c, const std::string& suffix, double width, double height) {
@@ -308,43 +145,6 @@ void check_calib(checker& c, const module_calibration* calibration) {
   c.integer("d2c", "d2d_params_unit_in_R_en", false, deflash::as_int8, 0, 1);
 }
 
-void check_dpu(checker& c) {
-  for (const char* name : {"mode", "basic", "disparity", "extend_chop", "gpm"}) {
-    if (!c.require_section(name, "DPU")) return;
-  }
-  c.version("mode", "version");
-  c.description("mode", "dpu_desc", true);
-  c.integer("basic", "cam_mode", true, deflash::as_uint8, 0, 3);
-  float unit = 0;
-  if (c.convert("basic", "depth_unit", true, deflash::as_float, unit)) {
-    bool known = false;
-    for (const double allowed : {0.1, 0.2, 0.4, 0.8, 1.6}) {
-      known = known || std::fabs(unit - allowed) < 1e-4;
-    }
-    if (!known) {
-      c.fail(c.at("basic", "depth_unit"), number(unit) + " is not one of 0.1, 0.2, 0.4, 0.8, 1.6");
-    }
-  }
-}
-
-/// D2C and IR pre-ISP files: a [basic] section counting the groups that follow.
-void check_groups(checker& c, const char* kind, long long max_groups, const char* desc_key) {
-  if (!c.require_section("basic", kind)) return;
-  c.version("basic", "version");
-  int count = 0;
-  if (!c.convert("basic", "num", true, deflash::as_int, count)) return;
-  if (count < 1 || count > max_groups) {
-    c.fail(c.at("basic", "num"),
-           std::to_string(count) + " is outside 1 to " + std::to_string(max_groups));
-    return;
-  }
-  for (int i = 1; i <= count; ++i) {
-    const std::string group = "group" + std::to_string(i);
-    if (!c.require_section(group, kind)) return;
-    c.description(group, desc_key, true);
-  }
-}
-
 config_kind detect(const IniDocument& document) {
   const auto has = [&document](const char* name) {
     const IniSectionMap* section = document.find_section(name);
@@ -414,10 +214,10 @@ config_check check_config_text(const std::string& path, const std::string& text,
       check_dpu(c);
       break;
     case config_kind::d2c:
-      check_groups(c, "D2C", kMaxD2cGroups, "desc");
+      check_d2c(c);
       break;
     case config_kind::ir_pre:
-      check_groups(c, "IR pre-ISP", kMaxIrPreGroups, "dpu_desc");
+      check_ir_pre(c);
       break;
     case config_kind::unknown:
       c.fail(path, "not a configuration deflash knows (calibration, DPU, D2C or IR pre-ISP)");

@@ -560,7 +560,7 @@ const std::vector<bad_input>& catalogue() {
          return deconfig(d, kModule + "/dpu_close.ini", kModule + "/ir_pre.ini",
                          kModule + "/ir_pre.ini");
        },
-       1, "deflash: " + kModule + "/ir_pre.ini: [group2]: required key desc is missing"},
+       1, "deflash: " + kModule + "/ir_pre.ini: [group2]: required key extend is missing"},
       {"OverlongConfigurationPath",
        [](const temp_dir& d) {
          return deconfig(d, kModule + "/dpu_close.ini", "/" + std::string(300, 'a'),

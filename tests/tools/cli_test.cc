@@ -495,7 +495,7 @@ TEST(DeconfigCommand, ChecksTheGroupCountBeforeTheLibrary) {
   EXPECT_FALSE(file_exists(out));
 }
 
-TEST(DeconfigCommand, SummarisesARejectedConfigurationAndWritesNothing) {
+TEST(DeconfigCommand, RefusesAMalformedListBeforeTheLibraryAndWritesNothing) {
   temp_dir dir;
   const std::vector<uint8_t> example = read_file(kExampleModule + "/d2c.ini");
   std::string text(example.begin(), example.end());
@@ -506,24 +506,33 @@ TEST(DeconfigCommand, SummarisesARejectedConfigurationAndWritesNothing) {
       {"deconfig", "--d2c", d2c, "--ir-pre", kExampleModule + "/ir_pre.ini", "--out", out});
   EXPECT_EQ(run.exit_code, kExitFailure);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err,
-            "deflash: library: string to arrary res_rgb error\n"
-            "deflash: depth-engine configuration image not built: the library rejected a "
-            "configuration file\n");
+  EXPECT_EQ(run.err, "deflash: " + d2c +
+                         ":20: res_rgb: \"{1920}\" is not a list of 2 whole numbers in braces, "
+                         "such as {1280,800}\n");
   const std::vector<uint8_t> kept = read_file(out);
   EXPECT_EQ(std::string(kept.begin(), kept.end()), "previous image");
 }
 
-TEST(DeconfigCommand, ShowsTheLibraryLinesWhenVerbose) {
+TEST(DeconfigCommand, ReportsEveryProblemOfAGroup) {
   temp_dir dir;
   const std::string d2c = dir.write("d2c.ini",
                                     "[basic]\nnum = 1\nversion = 1.0\n[group1]\n"
-                                    "desc = x\nres_rgb = {1920}\n");
-  const tool_run run = run_tool({"deconfig", "--verbose", "--d2c", d2c, "--ir-pre",
+                                    "desc = x\nres_rgb = {1920}\nscale = 0\n");
+  const tool_run run = run_tool({"deconfig", "--d2c", d2c, "--ir-pre",
                                  kExampleModule + "/ir_pre.ini", "--out", dir.file("de.bin")});
   EXPECT_EQ(run.exit_code, kExitFailure);
-  EXPECT_NE(run.err.find("error: load_input_configs, path=" + d2c + " \n"), std::string::npos)
-      << run.err;
+  const std::string group = "deflash: " + d2c + ": [group1]: required key ";
+  EXPECT_EQ(run.err, group + "res_chop_out is missing\n" + group + "res_d2c_in is missing\n" +
+                         group + "res_d2c_valid is missing\n" + group + "res_depth is missing\n" +
+                         "deflash: " + d2c +
+                         ":6: res_rgb: \"{1920}\" is not a list of 2 whole numbers in braces, "
+                         "such as {1280,800}\n"
+                         "deflash: " +
+                         d2c +
+                         ":7: scale: 0 is outside (0, 16] (--allow-implausible lets it "
+                         "pass)\n" +
+                         group + "extend is missing\n");
+  EXPECT_FALSE(file_exists(dir.file("de.bin")));
 }
 
 TEST(DeconfigCommand, RequiresTheGroupFiles) {
