@@ -214,9 +214,11 @@ class checker {
       }
     }
     if (!numbers || values.size() != count) {
+      const char* example = count == 2   ? ", such as {1280,800}"
+                            : count == 4 ? ", such as {0,0,16,16}"
+                                         : "";
       fail(at(section_name, key), "\"" + text + "\" is not a list of " + std::to_string(count) +
-                                      " whole numbers in braces, such as {" +
-                                      (count == 2 ? std::string("1280,800") : "0,0,16,16") + "}");
+                                      " whole numbers in braces" + example);
       return false;
     }
     for (const long long v : values) {

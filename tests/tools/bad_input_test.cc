@@ -103,6 +103,16 @@ std::vector<std::string> deconfig_dpu(const temp_dir& dir, const std::string& dp
                   kModule + "/ir_pre.ini");
 }
 
+std::vector<std::string> deconfig_d2c(const temp_dir& dir, const std::string& d2c_text) {
+  return deconfig(dir, kModule + "/dpu_close.ini", dir.write("d2c.ini", d2c_text),
+                  kModule + "/ir_pre.ini");
+}
+
+std::vector<std::string> deconfig_ir_pre(const temp_dir& dir, const std::string& ir_pre_text) {
+  return deconfig(dir, kModule + "/dpu_close.ini", kModule + "/d2c.ini",
+                  dir.write("ir.ini", ir_pre_text));
+}
+
 const std::string kImplausible = " (--allow-implausible lets it pass)";
 
 /// The example module's raw calibration record with one float replaced.
@@ -534,6 +544,63 @@ const std::vector<bad_input>& catalogue() {
          return deconfig_dpu(d, edited("dpu_close.ini", "depth_unit = ", "depth_unit = 0.5 ; "));
        },
        1, ""},
+      {"DpuResolutionOfThreeValues",
+       [](const temp_dir& d) {
+         return deconfig_dpu(
+             d, edited("dpu_close.ini", "in_ir_res = {1280,800}", "in_ir_res = {1280,800,0}"));
+       },
+       1,
+       "deflash: $DIR/dpu.ini:14: in_ir_res: \"{1280,800,0}\" is not a list of 2 whole numbers "
+       "in braces, such as {1280,800}"},
+      {"DpuResolutionBeyondSixteenBits",
+       [](const temp_dir& d) {
+         return deconfig_dpu(
+             d, edited("dpu_close.ini", "chop_out_res = {1280,800}", "chop_out_res = {70000,800}"));
+       },
+       1, "deflash: $DIR/dpu.ini:16: chop_out_res: 70000 is outside 0 to 65535"},
+      {"DpuResolutionTooSmall",
+       [](const temp_dir& d) {
+         return deconfig_dpu(
+             d, edited("dpu_close.ini", "in_ir_res = {1280,800}", "in_ir_res = {8,8}"));
+       },
+       1,
+       "deflash: $DIR/dpu.ini:14: in_ir_res: 8 x 8 is smaller than 16 x 16 pixels" + kImplausible},
+      {"DpuDisparityNotANumber",
+       [](const temp_dir& d) {
+         return deconfig_dpu(d, edited("dpu_close.ini", "win_size = 7", "win_size = seven"));
+       },
+       1, "deflash: $DIR/dpu.ini:43: win_size: seven is not a long long"},
+      {"DpuListPieceNotANumber",
+       [](const temp_dir& d) {
+         return deconfig_dpu(
+             d, edited("dpu_close.ini", "extend_ref = {64,0,0,0}", "extend_ref = {64,x,0,0}"));
+       },
+       1,
+       "deflash: $DIR/dpu.ini:79: extend_ref: \"{64,x,0,0}\" is not a list of 4 whole numbers "
+       "in braces, such as {0,0,16,16}"},
+      {"D2cScaleZero",
+       [](const temp_dir& d) {
+         return deconfig_d2c(d, edited("d2c.ini", "scale = 1.5", "scale = 0"));
+       },
+       1, "deflash: $DIR/d2c.ini:22: scale: 0 is outside (0, 16]" + kImplausible},
+      {"D2cUnitWithoutItsEnable",
+       [](const temp_dir& d) {
+         return deconfig_d2c(d, edited("d2c.ini", "d2d_params_unit_in_R_en = 1\n", ""));
+       },
+       1, "deflash: $DIR/d2c.ini: [group1]: required key d2d_params_unit_in_R_en is missing"},
+      {"IrPreFifteenBoxWeights",
+       [](const temp_dir& d) {
+         return deconfig_ir_pre(d,
+                                edited("ir_pre.ini", "box_weight_16 = {1,", "box_weight_16 = {"));
+       },
+       1,
+       "deflash: $DIR/ir.ini:36: box_weight_16: \"{1,1,1,1,2,2,1,1,2,2,1,1,1,1,1}\" is not a list "
+       "of 16 whole numbers in braces"},
+      {"IrPreNegativeGain",
+       [](const temp_dir& d) {
+         return deconfig_ir_pre(d, edited("ir_pre.ini", "gain_range = {16,", "gain_range = {-16,"));
+       },
+       1, "deflash: $DIR/ir.ini:18: gain_range: -16 is outside 0 to 4294967295"},
       {"D2cGroupsBeyondTheLimit",
        [](const temp_dir& d) {
          return deconfig(d, kModule + "/dpu_close.ini",

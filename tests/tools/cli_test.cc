@@ -395,6 +395,28 @@ TEST(CalibCommand, ReportsAnOutputFileThatCannotBeWritten) {
   EXPECT_EQ(run.err, "deflash: " + out + ": cannot be written (No such file or directory)\n");
 }
 
+TEST(CheckConfigCommand, WarnsOfAFlagWhoseHighBitsFlashDoesNotKeep) {
+  temp_dir dir;
+  const std::vector<uint8_t> bytes = read_file(kExampleModule + "/ir_pre.ini");
+  std::string text(bytes.begin(), bytes.end());
+  text.replace(text.find("exp_en = 1"), 10, "exp_en = 2");
+  const std::string ir_pre = dir.write("ir_pre.ini", text);
+  const tool_run run = run_tool({"check-config", ir_pre});
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_EQ(run.out, ir_pre + ": ir-pre configuration, checked\n");
+  EXPECT_EQ(run.err, "deflash: warning: " + ir_pre +
+                         ":30: exp_en: 2: only its lowest bit, 0, is stored in flash\n");
+}
+
+TEST(CheckConfigCommand, PassesEveryExampleFile) {
+  for (const char* name : {"calib_close.ini", "calib_long.ini", "dpu_close.ini", "dpu_long.ini",
+                           "d2c.ini", "ir_pre.ini"}) {
+    const tool_run run = run_tool({"check-config", kExampleModule + "/" + name});
+    EXPECT_EQ(run.exit_code, 0) << name << ": " << run.err;
+    EXPECT_EQ(run.err, "") << name;
+  }
+}
+
 TEST(StartrowCommand, BuildsTheExampleModuleImage) {
   temp_dir dir;
   const std::string out = dir.file("startrow.bin");
