@@ -12,3 +12,10 @@ if(MINGW)
   # then depend only on system DLLs, and a host needs nothing beside them.
   target_link_options(deflash_flags INTERFACE -static -static-libgcc -static-libstdc++)
 endif()
+
+# Windows finds a program's DLLs in the program's own folder, not through an
+# rpath: the tool and every test program go beside deflash.dll, so they start
+# from the build tree (and under Wine) without a PATH of their own.
+if(deflash_is_main AND NOT CMAKE_RUNTIME_OUTPUT_DIRECTORY)
+  set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+endif()

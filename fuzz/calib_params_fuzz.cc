@@ -1,6 +1,7 @@
 // Fuzz target: arbitrary bytes as the host's raw calibration record and
 // calibration temperatures of one module, with the example module's close
 // or long configuration, through both image generators.
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -13,12 +14,29 @@
 
 namespace {
 
-/// Input layout: one byte choosing the configuration, the record, then the
-/// three temperatures. A shorter input keeps the example module's values
+/// Input layout: one byte choosing the configuration (bit 0) and whether
+/// image sizes stay as fuzzed (bit 1), the record, then the three
+/// temperatures. A shorter input keeps the example module's values
 /// for what it does not reach, so the search starts from a real module.
 constexpr std::size_t kRecordOffset = 1;
 constexpr std::size_t kTemperaturesOffset = kRecordOffset + sizeof(SocCalibParams_S);
 constexpr std::size_t kInputBytes = kTemperaturesOffset + 3 * sizeof(float);
+
+/// A start-row table is built per source row: a fuzzed camera tens of
+/// thousands of pixels tall costs seconds an input. Unless the selector keeps
+/// them, finite sizes are folded below this, so most inputs search the
+/// geometry instead of waiting on one huge table.
+constexpr float kFoldedSide = 2048.0f;
+
+void fold_image_sizes(SocCalibParams_S& record) {
+  for (SocCalibCamera_S& camera : record.camera) {
+    for (float* side : {&camera.width, &camera.height}) {
+      if (std::isfinite(*side) && std::fabs(*side) > kFoldedSide) {
+        *side = std::fmod(*side, kFoldedSide);
+      }
+    }
+  }
+}
 
 }  // namespace
 
@@ -38,6 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
 
   SocCalibParams_S record;
   std::memcpy(&record, input + kRecordOffset, sizeof record);
+  if ((input[0] & 2) == 0) fold_image_sizes(record);
   float temperatures[3];
   std::memcpy(temperatures, input + kTemperaturesOffset, sizeof temperatures);
 

@@ -58,7 +58,7 @@ for name in "${order[@]}"; do
   if [ "$compiler" = windows ]; then
     if [ -z "$wine" ]; then echo "repro: no Wine, $name left out" >&2; status=1; continue; fi
     cmake -S . -B "$build" --toolchain cmake/mingw-w64-x86_64.cmake "${common[@]}" > /dev/null
-    tool=("$wine" "$build/tools/deflash.exe")
+    tool=("$wine" "$build/bin/deflash.exe")
     export WINEDEBUG=-all
   else
     if ! command -v "$compiler" > /dev/null; then
