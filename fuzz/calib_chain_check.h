@@ -28,7 +28,15 @@ inline uint32_t u32_at(const uint8_t* p) {
 }
 
 inline bool known_result(int result) {
-  return result == 0 || (result <= -1 && result >= -12) || result == 4096;
+  for (const int code : {DRIVER_HELPER_OK, DRIVER_HELPER_FAIL, DRIVER_HELPER_INVALID_PARAM,
+                         DRIVER_HELPER_CONFIG_EXCEPTION, DRIVER_HELPER_DE_CONFIG_EXCEPTION,
+                         DRIVER_HELPER_NUM_NOT_MATCH, DRIVER_HELPER_DPU_MODE_ERROR,
+                         DRIVER_HELPER_DPU_BASIC_ERROR, DRIVER_HELPER_DPU_DISPARITY_ERROR,
+                         DRIVER_HELPER_DPU_EXTEND_CHOP_ERROR, DRIVER_HELPER_DPU_GPM_ERROR,
+                         DRIVER_HELPER_DPU_SCHEME_ERROR, DRIVER_HELPER_PARAM_OUT_OF_RANGE}) {
+    if (result == code) return true;
+  }
+  return false;
 }
 
 /// The section at `offset` fits `room` bytes and its CRC recomputes.

@@ -15,6 +15,7 @@
 #include "de_config/de_image_encode.h"
 #include "de_config/de_image_layout.h"
 #include "deflash/de_config.h"
+#include "deflash/result_codes.h"
 #include "frame/crc32.h"
 #include "frame/md5.h"
 #include "fuzz_check.h"
@@ -66,8 +67,11 @@ void write_scratch(const uint8_t* data, std::size_t size) {
 
 void check_dpu_load(const char* path) {
   const int result = load_de_input_configs(path);
-  FUZZ_CHECK(result == 0 || result == -5 || result == -6 || result == -7 || result == -8 ||
-             result == -10 || result == -12);
+  FUZZ_CHECK(result == DRIVER_HELPER_OK || result == DRIVER_HELPER_DE_CONFIG_EXCEPTION ||
+             result == DRIVER_HELPER_NUM_NOT_MATCH || result == DRIVER_HELPER_DPU_MODE_ERROR ||
+             result == DRIVER_HELPER_DPU_BASIC_ERROR ||
+             result == DRIVER_HELPER_DPU_EXTEND_CHOP_ERROR ||
+             result == DRIVER_HELPER_DPU_SCHEME_ERROR);
   const dpu_snapshot first = dpu_state();
   FUZZ_CHECK(load_de_input_configs(path) == result);
   FUZZ_CHECK(same(first, dpu_state()));
@@ -79,14 +83,16 @@ void check_group_loads(const char* path) {
   const ir_pre_cfg_item ir_first = s.ir_pre_items[0];
 
   const int d2c_result = load_d2c_configs(path);
-  FUZZ_CHECK(d2c_result == 0 || d2c_result == -1 || d2c_result == -5);
+  FUZZ_CHECK(d2c_result == DRIVER_HELPER_OK || d2c_result == DRIVER_HELPER_FAIL ||
+             d2c_result == DRIVER_HELPER_DE_CONFIG_EXCEPTION);
   FUZZ_CHECK(s.d2c_count <= deflash::kD2cTableCapacity);
   // The D2C table ends where the IR pre-ISP records begin: untouched.
   FUZZ_CHECK(std::memcmp(&ir_first, &s.ir_pre_items[0], sizeof ir_first) == 0);
   FUZZ_CHECK(load_d2c_configs(path) == d2c_result);
 
   const int ir_result = load_ir_pre_configs(path);
-  FUZZ_CHECK(ir_result == 0 || ir_result == -1 || ir_result == -5);
+  FUZZ_CHECK(ir_result == DRIVER_HELPER_OK || ir_result == DRIVER_HELPER_FAIL ||
+             ir_result == DRIVER_HELPER_DE_CONFIG_EXCEPTION);
   FUZZ_CHECK(s.ir_pre_count <= deflash::kIrPreTableCapacity);
   FUZZ_CHECK(load_ir_pre_configs(path) == ir_result);
 

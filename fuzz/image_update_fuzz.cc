@@ -83,7 +83,8 @@ void check_written_section(std::vector<uint8_t> bytes, std::size_t offset, std::
 }
 
 bool known_result(int result) {
-  return result == 0 || result == -1 || result == -2 || result == 4096;
+  return result == DRIVER_HELPER_OK || result == DRIVER_HELPER_FAIL ||
+         result == DRIVER_HELPER_INVALID_PARAM || result == DRIVER_HELPER_PARAM_OUT_OF_RANGE;
 }
 
 }  // namespace
@@ -116,8 +117,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     FUZZ_CHECK(read_all(in, in_exists) == input);
     bool out_exists = false;
     const std::vector<uint8_t> written = read_all(out, out_exists);
-    FUZZ_CHECK(out_exists == (result == 0));
-    if (result != 0) continue;
+    FUZZ_CHECK(out_exists == (result == DRIVER_HELPER_OK));
+    if (result != DRIVER_HELPER_OK) continue;
     if (update < 2) {
       FUZZ_CHECK(written.size() == kDepthSectionBytes);
       check_written_section(written, 0, kDepthSectionBytes);

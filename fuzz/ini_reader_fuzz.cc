@@ -13,6 +13,7 @@
 #include "config/calib_input_config.h"
 #include "config/ini_reader.h"
 #include "deflash/calib_config.h"
+#include "deflash/result_codes.h"
 #include "fuzz_check.h"
 
 namespace {
@@ -49,7 +50,8 @@ void check_decoding(const std::string& text) {
 void check_loading(const std::string& text) {
   // The loader takes a C string; it sees the text up to its first NUL.
   const int result = soc_convert::load_input_configs_content(text.c_str());
-  FUZZ_CHECK(result == 0 || result == -2 || result == -3);
+  FUZZ_CHECK(result == DRIVER_HELPER_OK || result == DRIVER_HELPER_INVALID_PARAM ||
+             result == DRIVER_HELPER_CONFIG_EXCEPTION);
   const deflash::calib_input_config after_first = deflash::module_calib_config();
 
   // The same text again gives the same result and the same record: every

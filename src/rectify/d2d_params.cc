@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace deflash {
 namespace {
@@ -25,8 +26,11 @@ int set_optimized_d2d_params(DeDepthConfig_S* params, int num) {
     state.optimized_d2d_params = nullptr;
     state.optimized_d2d_params_num = 0;
   }
-  // A negative count widens to a huge size and the allocator throws.
-  const auto count = static_cast<std::size_t>(static_cast<int64_t>(num));
+  // A negative count is a table no allocation can hold: it fails as an
+  // allocation does, with the same exception whatever compiler or sanitizer
+  // built the library, and without asking the allocator for 2^64 bytes.
+  if (num < 0) throw std::bad_array_new_length();
+  const auto count = static_cast<std::size_t>(num);
   auto* table = new DeDepthConfig_S[count];
   if (count != 0) std::memcpy(table, params, count * sizeof(DeDepthConfig_S));
   state.optimized_d2d_params = table;
