@@ -9,6 +9,7 @@
 #include "deflash/rectify.h"
 #include "deflash/result_codes.h"
 #include "frame/log.h"
+#include "rectify/register_elements.h"
 #include "rectify/stereo_rectify.h"
 #include "rectify/truncate.h"
 
@@ -26,13 +27,13 @@ constexpr double kMinUnit = 1e-5;
 // Distortion model of a calibration whose left IR lens has polynomial terms.
 constexpr int32_t kPolyDistortionModel = 5;
 
-// The register functions log through a (ctx, fn) pair; ours carries the
-// host's std::function as the context.
+// The register preparation logs through a (ctx, fn) pair, as the host's
+// register calls do; ours carries the host's std::function as the context.
 void forward_to_callback(void* ctx, const char* msg) { (*static_cast<log_callback*>(ctx))(msg); }
 
 struct log_pair {
   void* ctx;
-  DeRectifyLogFn fn;
+  deflash::log_pair_fn fn;
 };
 
 log_pair pair_for(log_callback* log) {
@@ -133,9 +134,9 @@ int set_camera_registers(int32_t cam_id, const soc_convert::DeStereoRectifyParam
                          const deflash::calib_input_config& config, log_callback* log) {
   const bool target = cam_id == CAMERA_ID_TARGET;
   const log_pair pair = pair_for(log);
-  const uint32_t result = soc_set_rectify_params_brown(
-      cam_id, target ? &r.intrinsic_L : &r.intrinsic_R, target ? r.distortion_L : r.distortion_R,
-      target ? r.rotation_L : r.rotation_R, target ? &r.virtual_L : &r.virtual_R,
+  const uint32_t result = deflash::prepare_rectify_camera(
+      cam_id, target ? r.intrinsic_L : r.intrinsic_R, target ? r.distortion_L : r.distortion_R,
+      target ? r.rotation_L : r.rotation_R, target ? r.virtual_L : r.virtual_R,
       config.rectify_start_rows_buff_reserved, pair.ctx, pair.fn);
   if (result == 0) return 0;
   const char* message = target ? "soc_set_rectify_params_brown error! camid = CAMERA_ID_TARGET \n"
@@ -221,7 +222,7 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
   if (result != 0) return result;
 
   const log_pair pair = pair_for(log);
-  const uint32_t converted = soc_convert_rectify_params_to_register_elements(pair.ctx, pair.fn);
+  const uint32_t converted = deflash::convert_rectify_registers(pair.ctx, pair.fn);
   if (converted != 0) {
     std::cerr << "soc_convert_rectify_params_to_register_elements failed!" << std::endl;
     send_log(log, "soc_convert_rectify_params_to_register_elements failed!");

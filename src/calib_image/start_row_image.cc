@@ -16,6 +16,7 @@
 #include "frame/crc32.h"
 #include "frame/log.h"
 #include "frame/md5.h"
+#include "rectify/register_elements.h"
 
 namespace deflash {
 namespace {
@@ -91,7 +92,7 @@ int write_entry(uint8_t* image, std::size_t size, std::size_t offset,
   w.put_bytes(key.data(), key.size());
   w.put_u32_le(static_cast<uint32_t>(static_cast<int32_t>(rows)));
 
-  const uint32_t copied = de_copy_rectify_start_rows_register_section(sections, 2);
+  const uint32_t copied = hand_over_start_rows_sections(sections, 2);
   if (copied != 0) {
     console_log("error: de_copy_rectify_start_rows_register_section failed, error code=%d\n",
                 static_cast<int>(copied));

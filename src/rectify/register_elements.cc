@@ -189,79 +189,70 @@ uint32_t convert_rectify_start_rows_float_to_register(int32_t cam_id,
   return result;
 }
 
-}  // namespace deflash
-
-using deflash::rectify_registers;
-
-uint32_t soc_set_rectify_params_brown(int32_t cam_id, const DeCameraIntrinsic_S* src_intrin,
-                                      const float* distortion, const float* rotation,
-                                      const DeCameraIntrinsic_S* dst_intrin,
-                                      const uint8_t* start_rows_buff_reserved, void* ctx,
-                                      DeRectifyLogFn log) {
-  if (src_intrin == nullptr || distortion == nullptr || rotation == nullptr ||
-      dst_intrin == nullptr) {
-    return deflash::kRectifyInvalidParam;
-  }
+uint32_t prepare_rectify_camera(int32_t cam_id, const DeCameraIntrinsic_S& src_intrinsic,
+                                const float* distortion, const float* rotation,
+                                const DeCameraIntrinsic_S& dst_intrinsic,
+                                const uint8_t* start_rows_buff_reserved, void* ctx,
+                                log_pair_fn log) {
   auto& state = rectify_registers();
-  const int32_t slot = deflash::camera_slot(cam_id);
-  deflash::rectify_camera_state& camera = state.camera[slot];
-  camera.rectify_src_intrinsic = *src_intrin;
+  const int32_t slot = camera_slot(cam_id);
+  rectify_camera_state& camera = state.camera[slot];
+  camera.rectify_src_intrinsic = src_intrinsic;
 
-  if (static_cast<double>(dst_intrin->fx) < deflash::kMinVirtualFocal ||
-      static_cast<double>(dst_intrin->fy) < deflash::kMinVirtualFocal) {
-    deflash::console_log("dst_intrin.fx or dst_intrin.fy value error!\n");
-    deflash::send_pair_log(ctx, log, "dst_intrin.fx or dst_intrin.fy value error! \n");
-    return deflash::kRectifyInvalidParam;
+  if (static_cast<double>(dst_intrinsic.fx) < kMinVirtualFocal ||
+      static_cast<double>(dst_intrinsic.fy) < kMinVirtualFocal) {
+    console_log("dst_intrin.fx or dst_intrin.fy value error!\n");
+    send_pair_log(ctx, log, "dst_intrin.fx or dst_intrin.fy value error! \n");
+    return kRectifyInvalidParam;
   }
 
-  deflash::compute_rectify_matrix(rotation, *dst_intrin, camera.rectify_matrix);
+  compute_rectify_matrix(rotation, dst_intrinsic, camera.rectify_matrix);
 
-  const int32_t rows = src_intrin->height;
+  const int32_t rows = src_intrinsic.height;
   state.start_rows_count = rows;
   // A previous table of this camera is freed here so that preparing a camera
   // twice does not leak it.
-  int32_t* lut = deflash::replace_start_rows_lut(cam_id, rows);
-  float coefficients[deflash::kDistortionTerms];
+  int32_t* lut = replace_start_rows_lut(cam_id, rows);
+  float coefficients[kDistortionTerms];
   std::memcpy(coefficients, distortion, sizeof coefficients);
   const uint32_t err =
-      calc_start_rows_lut(src_intrin, dst_intrin, coefficients, camera.rectify_matrix, lut, rows,
-                          start_rows_buff_reserved);
+      calc_start_rows_lut(&src_intrinsic, &dst_intrinsic, coefficients, camera.rectify_matrix, lut,
+                          rows, start_rows_buff_reserved);
   if (err != 0) {
     const char* message = cam_id == CAMERA_ID_TARGET
                               ? "calc_start_rows_lut error! camid = CAMERA_ID_TARGET \n"
                               : "calc_start_rows_lut error! camid = CAMERA_ID_REF \n";
-    deflash::console_log("%s", message);
-    deflash::send_pair_log(ctx, log, message);
+    console_log("%s", message);
+    send_pair_log(ctx, log, message);
     return err;
   }
 
-  deflash::compute_rectify_kk(distortion, camera.rectify_kk);
+  compute_rectify_kk(distortion, camera.rectify_kk);
   state.brown_params_set[slot] = 1;
   return 0;
 }
 
-uint32_t soc_convert_rectify_params_to_register_elements(void* ctx, DeRectifyLogFn log) {
-  using deflash::report_camera_failure;
+uint32_t convert_rectify_registers(void* ctx, log_pair_fn log) {
   auto& state = rectify_registers();
-  const int32_t target = deflash::camera_slot(CAMERA_ID_TARGET);
-  const int32_t ref = deflash::camera_slot(CAMERA_ID_REF);
+  const int32_t target = camera_slot(CAMERA_ID_TARGET);
+  const int32_t ref = camera_slot(CAMERA_ID_REF);
   if (state.brown_params_set[target] != 1 && state.brown_params_set[ref] != 1) {
     std::fprintf(stderr, "need to set rectify params! \n");
-    deflash::send_pair_log(ctx, log, "need to set rectify params! \n");
-    return deflash::kRectifyInvalidParam;
+    send_pair_log(ctx, log, "need to set rectify params! \n");
+    return kRectifyInvalidParam;
   }
 
   for (const int32_t cam_id : {CAMERA_ID_TARGET, CAMERA_ID_REF}) {
-    const int32_t slot = deflash::camera_slot(cam_id);
-    deflash::register_element* table = state.register_tables[slot].data();
-    uint32_t err = deflash::soc_convert_rectify_commom_float_to_register(cam_id, table, ctx, log);
+    const int32_t slot = camera_slot(cam_id);
+    register_element* table = state.register_tables[slot].data();
+    uint32_t err = soc_convert_rectify_commom_float_to_register(cam_id, table, ctx, log);
     if (err != 0) {
       return report_camera_failure(
           err, "soc_convert_rectify_commom_float_to_register error!,camera id = %d \n", cam_id,
           "soc_convert_rectify_commom_float_to_register error!camera id = %s\n", ctx, log);
     }
     if (state.brown_params_set[slot] == 1) {
-      err = deflash::soc_convert_rectify_kk_float_to_register(cam_id, table, ctx, log);
+      err = soc_convert_rectify_kk_float_to_register(cam_id, table, ctx, log);
       if (err != 0) {
         return report_camera_failure(
             err, "soc_convert_rectify_kk_float_to_register error!,camera id = %d \n", cam_id,
@@ -271,7 +262,7 @@ uint32_t soc_convert_rectify_params_to_register_elements(void* ctx, DeRectifyLog
   }
 
   const int32_t count = state.start_rows_count;
-  deflash::replace_start_rows_sections(count);
+  replace_start_rows_sections(count);
 
   // The two start-row console formats differ in punctuation; hosts parse both as they are.
   struct start_rows_camera {
@@ -285,8 +276,8 @@ uint32_t soc_convert_rectify_params_to_register_elements(void* ctx, DeRectifyLog
        "convert_rectify_start_rows_float_to_register error!,camera id = %d ,err = %d\n"},
   };
   for (const start_rows_camera& camera : kStartRowsCameras) {
-    const uint32_t err = deflash::convert_rectify_start_rows_float_to_register(
-        camera.cam_id, &state.start_rows_sections[deflash::camera_slot(camera.cam_id)], count);
+    const uint32_t err = convert_rectify_start_rows_float_to_register(
+        camera.cam_id, &state.start_rows_sections[camera_slot(camera.cam_id)], count);
     if (err != 0) {
       return report_camera_failure(
           err, camera.console_format, camera.cam_id,
@@ -294,32 +285,32 @@ uint32_t soc_convert_rectify_params_to_register_elements(void* ctx, DeRectifyLog
     }
   }
 
-  deflash::release_start_rows_lut(CAMERA_ID_TARGET);
-  deflash::release_start_rows_lut(CAMERA_ID_REF);
+  release_start_rows_lut(CAMERA_ID_TARGET);
+  release_start_rows_lut(CAMERA_ID_REF);
   return 0;
 }
 
-uint32_t de_copy_rectify_start_rows_register_section(DeRectifyStartRowsSection_S* sections,
-                                                     int8_t start_rows_reg_section_num) {
-  if (start_rows_reg_section_num != deflash::kStartRowsSections) {
+uint32_t hand_over_start_rows_sections(DeRectifyStartRowsSection_S* sections,
+                                       int8_t start_rows_reg_section_num) {
+  if (start_rows_reg_section_num != kStartRowsSections) {
     std::fprintf(stderr, "start_rows_reg_section_num != 2 ! \n");
-    return deflash::kRectifyInvalidParam;
+    return kRectifyInvalidParam;
   }
   auto& state = rectify_registers();
   const int32_t count = state.start_rows_count;
-  const int32_t slots[deflash::kStartRowsSections] = {deflash::camera_slot(CAMERA_ID_TARGET),
-                                                      deflash::camera_slot(CAMERA_ID_REF)};
+  const int32_t slots[kStartRowsSections] = {camera_slot(CAMERA_ID_TARGET),
+                                             camera_slot(CAMERA_ID_REF)};
   // Nothing to hand over (no conversion since the last hand-over), or a
   // destination that cannot take the rows: refuse before writing anything.
-  if (sections == nullptr) return deflash::kRectifyInvalidParam;
-  for (int k = 0; k < deflash::kStartRowsSections; ++k) {
+  if (sections == nullptr) return kRectifyInvalidParam;
+  for (int k = 0; k < kStartRowsSections; ++k) {
     const DeRectifyStartRowsSection_S& own = state.start_rows_sections[slots[k]];
     if (count > 0 && (own.values == nullptr || sections[k].values == nullptr ||
                       static_cast<uint32_t>(count) > own.count)) {
-      return deflash::kRectifyInvalidParam;
+      return kRectifyInvalidParam;
     }
   }
-  for (int k = 0; k < deflash::kStartRowsSections; ++k) {
+  for (int k = 0; k < kStartRowsSections; ++k) {
     const DeRectifyStartRowsSection_S& own = state.start_rows_sections[slots[k]];
     sections[k].address = own.address;
     sections[k].count = own.count;
@@ -328,6 +319,8 @@ uint32_t de_copy_rectify_start_rows_register_section(DeRectifyStartRowsSection_S
                   static_cast<std::size_t>(count) * sizeof(uint32_t));
     }
   }
-  deflash::release_start_rows_sections();
+  release_start_rows_sections();
   return 0;
 }
+
+}  // namespace deflash

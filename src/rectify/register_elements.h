@@ -45,6 +45,28 @@ uint32_t convert_rectify_start_rows_float_to_register(int32_t cam_id,
                                                       DeRectifyStartRowsSection_S* section,
                                                       int32_t count);
 
+/// Prepares one camera (1 target, anything else reference): back-projection
+/// matrix, distortion terms and start-row table, in the camera's slot of the
+/// rectification registers record. `log(ctx, message)` gets the failures.
+/// Returns 0, 0xFFFFFFFE (virtual focal length not positive) or the
+/// start-row computation's result.
+uint32_t prepare_rectify_camera(int32_t cam_id, const DeCameraIntrinsic_S& src_intrinsic,
+                                const float* distortion, const float* rotation,
+                                const DeCameraIntrinsic_S& dst_intrinsic,
+                                const uint8_t* start_rows_buff_reserved, void* ctx,
+                                log_pair_fn log);
+
+/// Converts both prepared cameras into their register tables and start-row
+/// sections, then frees the start-row tables. Returns 0, 0xFFFFFFFE (no
+/// camera prepared, a missing table) or 4096 (a value that does not fit).
+uint32_t convert_rectify_registers(void* ctx, log_pair_fn log);
+
+/// Copies both start-row sections (target first) into `sections` and frees
+/// them here. Returns 0, or 0xFFFFFFFE for a section count other than 2, no
+/// sections, or sections that cannot take the rows.
+uint32_t hand_over_start_rows_sections(DeRectifyStartRowsSection_S* sections,
+                                       int8_t start_rows_reg_section_num);
+
 }  // namespace deflash
 
 #endif  // DEFLASH_RECTIFY_REGISTER_ELEMENTS_H_
