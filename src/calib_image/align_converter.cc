@@ -1,7 +1,10 @@
 // IR/IR/RGB alignment converter: temperatures, source scaling and cropping,
 // rectification, depth-calculation values and both cameras' registers.
+#include "calib_image/align_converter.h"
+
 #include <cmath>
 #include <iostream>
+#include <memory>
 
 #include "config/calib_input_config.h"
 #include "deflash/calib_config.h"
@@ -105,12 +108,9 @@ void report_conversion(const CalibrateParamsMulti& params,
             r.distortion_R[7]);
 }
 
-void fill_depth_calc(deflash::calib_input_config& config,
+void fill_depth_calc(const deflash::calib_input_config& config,
                      const soc_convert::DeStereoRectifyParams_S& rectify,
                      soc_convert::DepthCalcParams_S* depth) {
-  if (std::fabs(static_cast<double>(config.d2d_params_unit)) < kMinUnit) {
-    config.d2d_params_unit = 1.0f;
-  }
   const float unit = config.d2d_params_unit;
   // depth_mode is a signed 8-bit setting; the record widens it with its sign.
   depth->depth_mode = config.depth_mode;  // NOLINT(bugprone-signed-char-misuse)
@@ -121,8 +121,7 @@ void fill_depth_calc(deflash::calib_input_config& config,
   depth->d2d_params_unit = unit;
   depth->disp_offset = config.disp_offset;
   depth->invalid_disp = config.invalid_disp;
-  uint8_t cam_mode = 0;
-  soc_convert::get_cam_mode(&cam_mode);
+  const uint8_t cam_mode = deflash::cam_mode_of(config);
   // In camera mode with a real disparity offset, the reference plane is
   // where that offset puts it.
   if (cam_mode != 0 && config.depth_mode == 0 && std::fabs(config.disp_offset) > 1.0f) {
@@ -150,18 +149,16 @@ int set_camera_registers(int32_t cam_id, const soc_convert::DeStereoRectifyParam
 
 }  // namespace
 
-namespace soc_convert {
+namespace deflash {
 
-int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
-                                                 const float* temperatures,
-                                                 DeStereoRectifyParams_S* rectify,
-                                                 DeCameraD2CParams_S* d2c, DepthCalcParams_S* depth,
-                                                 std::function<void(const char*)>* log) {
+int convert_alignment(const CalibrateParamsMulti& calibration, const float* temperatures,
+                      soc_convert::DeStereoRectifyParams_S* rectify, DeCameraD2CParams_S* d2c,
+                      soc_convert::DepthCalcParams_S* depth, log_callback* log) {
   if (rectify == nullptr || d2c == nullptr || depth == nullptr) {
-    deflash::report(log, "error: align_ir_ir_rgb_params_to_register_converter output is null\n");
+    report(log, "error: align_ir_ir_rgb_params_to_register_converter output is null\n");
     return DRIVER_HELPER_INVALID_PARAM;
   }
-  *rectify = DeStereoRectifyParams_S{};
+  *rectify = soc_convert::DeStereoRectifyParams_S{};
   if (temperatures == nullptr) {
     console_log("invalid calibration temperature");
     send_log(log, "calibration temperature input is null");
@@ -180,7 +177,7 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
     return DRIVER_HELPER_INVALID_PARAM;
   }
 
-  deflash::calib_input_config& config = deflash::module_calib_config();
+  calib_input_config& config = module_calib_config();
   rectify->temperature_L = left;
   rectify->temperature_R = right;
   rectify->temperature_ldm = ldm;
@@ -188,6 +185,10 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
   rectify->ir_r_comp_coeff = config.ir_r_comp_coeff;
   rectify->ldm_comp_coeff = config.ldm_comp_coeff;
 
+  // The working copy is scaled and cropped; it is large, so it lives on the
+  // heap rather than on the host thread's stack.
+  const auto working = std::make_unique<CalibrateParamsMulti>(calibration);
+  CalibrateParamsMulti& params = *working;
   if (params.camera[kCameraLeftIr].poly_distortion[0] != 0) {
     params.distortion_model = kPolyDistortionModel;
   }
@@ -206,11 +207,20 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
   scale_and_crop(params.camera[kCameraLeftIr], config);
   scale_and_crop(params.camera[kCameraRightIr], config);
 
-  const int32_t solved = deflash::rectify_stereo(params, rectify, d2c);
+  float measured_baseline = 0.0f;
+  const int32_t solved = rectify_stereo(params, config, rectify, d2c, &measured_baseline);
   if (solved != 0) {
     std::cerr << "parse calibration parameters failed!" << std::endl;
     send_log(log, "parse calibration parameters failed!");
     return solved;
+  }
+  // The one write-back into the module's configuration record: the depth
+  // calculation, the sections of this image and the host's later reads of
+  // the configuration all see the baseline the calibration measured, and a
+  // unit that was left unset reads as one from here on.
+  config.baseline = measured_baseline;
+  if (std::fabs(static_cast<double>(config.d2d_params_unit)) < kMinUnit) {
+    config.d2d_params_unit = 1.0f;
   }
 
   report_conversion(params, *rectify, log);
@@ -229,6 +239,18 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
     return static_cast<int>(converted);
   }
   return DRIVER_HELPER_OK;
+}
+
+}  // namespace deflash
+
+namespace soc_convert {
+
+int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
+                                                 const float* temperatures,
+                                                 DeStereoRectifyParams_S* rectify,
+                                                 DeCameraD2CParams_S* d2c, DepthCalcParams_S* depth,
+                                                 std::function<void(const char*)>* log) {
+  return deflash::convert_alignment(params, temperatures, rectify, d2c, depth, log);
 }
 
 }  // namespace soc_convert

@@ -4,8 +4,10 @@
 #include <cstdio>
 #include <memory>
 
+#include "calib_image/align_converter.h"
 #include "calib_image/calib_intake.h"
 #include "calib_image/calib_state.h"
+#include "config/calib_input_config.h"
 #include "deflash/calib_config.h"
 #include "deflash/calib_image.h"
 #include "deflash/result_codes.h"
@@ -20,11 +22,11 @@ int load_configuration(const char* config, uint8_t index, log_callback* log) {
   int result;
   if (probe != nullptr) {
     report(log, "input config params is file path\n");
-    result = soc_convert::load_input_configs_path(config);
+    result = load_calib_config_path(config);
     std::fclose(probe);
   } else {
     report(log, "input config params is file content\n");
-    result = soc_convert::load_input_configs_content(config);
+    result = load_calib_config_content(config);
   }
   if (result != 0) {
     console_log("error: load_input_configs, config_num=%d,error_code=%d \n", index, result);
@@ -62,9 +64,10 @@ int convert_configuration(const SocCalibFlashInput_S& input, uint8_t index, log_
   int result = load_configuration(input.config_file_list[index], index, log);
   if (result != 0) return result;
 
-  soc_convert::get_cam_mode(&flags->cam_mode);
-  soc_convert::get_mipi_channel_status(&flags->mipi_channel_status);
-  soc_convert::get_d2d_params_unit_in_R_en(&flags->unit_in_r);
+  const calib_input_config& config = module_calib_config();
+  flags->cam_mode = cam_mode_of(config);
+  flags->mipi_channel_status = config.mipi_channel_status;
+  flags->unit_in_r = static_cast<uint8_t>(config.d2d_params_unit_in_R_en);
 
   const SocCalibParams_S* raw = input.calib_params_list[index];
   if (raw == nullptr) {
@@ -82,8 +85,8 @@ int convert_configuration(const SocCalibFlashInput_S& input, uint8_t index, log_
   }
 
   calib_image_state& state = module_calib_image();
-  result = soc_convert::align_ir_ir_rgb_params_to_register_converter(
-      *params, input.calib_temperature_list[index], &state.rectify, &state.d2c, depth, log);
+  result = convert_alignment(*params, input.calib_temperature_list[index], &state.rectify,
+                             &state.d2c, depth, log);
   if (result != 0) {
     console_log(
         "error: align_ir_ir_rgb_params_to_register_converter for config number=%d, error "

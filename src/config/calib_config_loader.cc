@@ -90,29 +90,36 @@ int load_calib_config_text(const char* text) {
 }
 
 }  // namespace
+
+int load_calib_config_path(const char* path) {
+  // A null path is refused like a null text (the host gave no argument).
+  if (path == nullptr) {
+    error_line("Error: config param is invalid.");
+    return DRIVER_HELPER_INVALID_PARAM;
+  }
+  if (std::strlen(path) > kMaxConfigPathBytes) {
+    error_line("Error: File name exceeds the maximum length.");
+    return DRIVER_HELPER_PARAM_OUT_OF_RANGE;
+  }
+  return load_calib_config_file(path);
+}
+
+int load_calib_config_content(const char* text) {
+  if (text == nullptr) {
+    error_line("Error: config param is invalid.");
+    return DRIVER_HELPER_INVALID_PARAM;
+  }
+  return load_calib_config_text(text);
+}
+
 }  // namespace deflash
 
 namespace soc_convert {
 
-int load_input_configs_path(const char* path) {
-  // A null path is refused like a null text (the host gave no argument).
-  if (path == nullptr) {
-    deflash::error_line("Error: config param is invalid.");
-    return DRIVER_HELPER_INVALID_PARAM;
-  }
-  if (std::strlen(path) > deflash::kMaxConfigPathBytes) {
-    deflash::error_line("Error: File name exceeds the maximum length.");
-    return DRIVER_HELPER_PARAM_OUT_OF_RANGE;
-  }
-  return deflash::load_calib_config_file(path);
-}
+int load_input_configs_path(const char* path) { return deflash::load_calib_config_path(path); }
 
 int load_input_configs_content(const char* text) {
-  if (text == nullptr) {
-    deflash::error_line("Error: config param is invalid.");
-    return DRIVER_HELPER_INVALID_PARAM;
-  }
-  return deflash::load_calib_config_text(text);
+  return deflash::load_calib_config_content(text);
 }
 
 }  // namespace soc_convert

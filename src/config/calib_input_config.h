@@ -64,6 +64,22 @@ struct calib_input_config {
 /// The module's configuration record (static storage, zero at load).
 calib_input_config& module_calib_config();
 
+/// Camera mode of a configuration: the depth mode its camera type runs, 0
+/// for a type without one.
+uint8_t cam_mode_of(const calib_input_config& config);
+
+/// True when the configuration's lens is described by a look-up table.
+bool lut_enabled(const calib_input_config& config);
+
+/// Loads a calibration configuration file into the module record. Returns
+/// 0; -2 for a null path or a rejected section; 4096 for a path longer than
+/// 256 bytes; -1 when the file cannot be opened; -3 when the INI reader or a
+/// conversion throws. Messages go to standard error.
+int load_calib_config_path(const char* path);
+
+/// The same from the configuration's text (-2 for null text).
+int load_calib_config_content(const char* text);
+
 /// Parses "{a,b,...}" into bytes: a run of commas is one separator, each
 /// piece goes through strtoull base 0 unchecked and keeps its low 8 bits.
 /// Writes at most `capacity` bytes; returns the number of pieces (which may

@@ -57,9 +57,9 @@ double dominant_component(const float* translation) {
 // The configured baseline's sign says on which side the right camera sits;
 // a calibration that puts it on the other side was taken with the cameras
 // swapped. On success the configuration gets the measured, signed length.
-bool measure_baseline(const float* translation, calib_input_config* config) {
+bool measure_baseline(const float* translation, float configured, float* measured) {
   const double dominant = dominant_component(translation);
-  if (static_cast<double>(config->baseline) * dominant < 0.0) {
+  if (static_cast<double>(configured) * dominant < 0.0) {
     console_log("Baseline sign check error.\n");
     return false;
   }
@@ -67,7 +67,7 @@ bool measure_baseline(const float* translation, calib_input_config* config) {
   const double ty = translation[1];
   const double tz = translation[2];
   const float length = static_cast<float>(std::sqrt(tx * tx + ty * ty + tz * tz));
-  config->baseline = length * (dominant > 0.0 ? 1.0f : -1.0f);
+  *measured = length * (dominant > 0.0 ? 1.0f : -1.0f);
   return true;
 }
 
@@ -83,9 +83,9 @@ bool offset_is_set(float offset) {
 
 }  // namespace
 
-int32_t rectify_stereo(CalibrateParamsMulti calib, soc_convert::DeStereoRectifyParams_S* out,
-                       DeCameraD2CParams_S* d2c) {
-  calib_input_config& config = module_calib_config();
+int32_t rectify_stereo(const CalibrateParamsMulti& calib, const calib_input_config& config,
+                       soc_convert::DeStereoRectifyParams_S* out, DeCameraD2CParams_S* d2c,
+                       float* measured_baseline) {
   const CalibrateCamera_S& left = calib.camera[kCameraLeftIr];
   const CalibrateCamera_S& right = calib.camera[kCameraRightIr];
 
@@ -96,7 +96,9 @@ int32_t rectify_stereo(CalibrateParamsMulti calib, soc_convert::DeStereoRectifyP
   store_camera(left, &out->intrinsic_L, out->distortion_L);
   store_camera(right, &out->intrinsic_R, out->distortion_R);
 
-  if (!measure_baseline(&right.extrinsics[3], &config)) return DRIVER_HELPER_INVALID_PARAM;
+  if (!measure_baseline(&right.extrinsics[3], config.baseline, measured_baseline)) {
+    return DRIVER_HELPER_INVALID_PARAM;
+  }
 
   const rectifying_rotations rotations = split_stereo_rotation(
       right_from_left.topLeftCorner<3, 3>(), right_from_left.topRightCorner<3, 1>());

@@ -5,19 +5,22 @@
 
 #include <cstdint>
 
+#include "config/calib_input_config.h"
 #include "deflash/calib_records.h"
 
 namespace deflash {
 
-/// Rectifies the IR pair of `calib` with the module configuration's rectify
-/// and d2c settings. Fills slots 0 to 54 of `out` (the caller clears it and
-/// owns slots 55 to 60), the camera descriptions, distortion blocks and
-/// transform of `d2c` (not its optional-section flag), and the debug copy of
-/// the virtual camera. Replaces the configured baseline by the measured one.
-/// Returns 0, or -2 when the configured baseline's sign contradicts the
-/// calibration (slots 0-12 and 22-34 are then already written).
-int32_t rectify_stereo(CalibrateParamsMulti calib, soc_convert::DeStereoRectifyParams_S* out,
-                       DeCameraD2CParams_S* d2c);
+/// Rectifies the IR pair of `calib` with the rectify and d2c settings of
+/// `config`. Fills slots 0 to 54 of `out` (the caller clears it and owns
+/// slots 55 to 60), the camera descriptions, distortion blocks and transform
+/// of `d2c` (not its optional-section flag), and the debug copy of the
+/// virtual camera; sets `measured_baseline` to the length of the right
+/// camera's translation with the sign of its dominant component. Returns 0,
+/// or -2 when the configured baseline's sign contradicts the calibration
+/// (slots 0-12 and 22-34 are then already written).
+int32_t rectify_stereo(const CalibrateParamsMulti& calib, const calib_input_config& config,
+                       soc_convert::DeStereoRectifyParams_S* out, DeCameraD2CParams_S* d2c,
+                       float* measured_baseline);
 
 }  // namespace deflash
 

@@ -21,7 +21,10 @@ struct rectified_rig {
 rectified_rig rectify(const CalibrateParamsMulti& calib) {
   rectified_rig rig;
   std::memset(&rig, 0, sizeof rig);
-  EXPECT_EQ(deflash::rectify_stereo(calib, &rig.rectify, &rig.d2c), 0);
+  float baseline = 0.0f;
+  EXPECT_EQ(deflash::rectify_stereo(calib, deflash::module_calib_config(), &rig.rectify, &rig.d2c,
+                                    &baseline),
+            0);
   return rig;
 }
 
@@ -168,7 +171,10 @@ TEST(D2cGeometry, LeavesTheOptionalSectionFlagAlone) {
   std::memset(&rectify_params, 0, sizeof rectify_params);
   std::memset(&d2c, 0, sizeof d2c);
   d2c.optional_section_flag = 1;
-  ASSERT_EQ(deflash::rectify_stereo(deflash_test::realistic_rig(), &rectify_params, &d2c), 0);
+  float baseline = 0.0f;
+  ASSERT_EQ(deflash::rectify_stereo(deflash_test::realistic_rig(), deflash::module_calib_config(),
+                                    &rectify_params, &d2c, &baseline),
+            0);
   EXPECT_EQ(d2c.optional_section_flag, 1);
 }
 

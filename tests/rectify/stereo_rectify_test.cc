@@ -30,9 +30,14 @@ solver_run run_solver(const CalibrateParamsMulti& calib) {
   solver_run run{};
   std::memset(&run.rectify, 0, sizeof run.rectify);
   std::memset(&run.d2c, 0, sizeof run.d2c);
+  deflash::calib_input_config& config = deflash::module_calib_config();
+  float measured = 0.0f;
   run.out = capture_console([&] {
-              run.result = deflash::rectify_stereo(calib, &run.rectify, &run.d2c);
+              run.result =
+                  deflash::rectify_stereo(calib, config, &run.rectify, &run.d2c, &measured);
             }).out;
+  // As the converter does: the measured baseline replaces the configured one.
+  if (run.result == 0) config.baseline = measured;
   return run;
 }
 
