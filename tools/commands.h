@@ -26,6 +26,8 @@ void add_inspect_command(CLI::App& app, int& exit_code);
 void add_diff_command(CLI::App& app, int& exit_code);
 void add_update_baseline_command(CLI::App& app, int& exit_code);
 void add_update_fb_command(CLI::App& app, int& exit_code);
+/// Refuses to run in Windows builds (no fork()).
+void add_batch_command(CLI::App& app, int& exit_code);
 
 }  // namespace deflash_cli
 

@@ -27,6 +27,7 @@ int run(int argc, char** argv) {
   deflash_cli::add_diff_command(app, exit_code);
   deflash_cli::add_update_baseline_command(app, exit_code);
   deflash_cli::add_update_fb_command(app, exit_code);
+  deflash_cli::add_batch_command(app, exit_code);
   if (argc <= 1) {
     std::fputs(app.help().c_str(), stdout);
     return deflash_cli::kExitUsage;
