@@ -109,13 +109,13 @@ int run_batch(const batch_options& options) {
 
   std::error_code ec;
   const bool from_folders = fs::is_directory(options.source, ec);
-  if (const int status = prepare_out_dir(options.out_dir); status != kExitOk) return status;
   std::vector<batch_module> modules;
   std::string error;
   const bool listed = from_folders ? read_module_folders(options.source, options.out_dir,
                                                          options.configs, modules, error)
                                    : read_manifest(options.source, options.configs, modules, error);
   if (!listed) return report_failure(kExitUsage, error);
+  if (const int status = prepare_out_dir(options.out_dir); status != kExitOk) return status;
 
   batch_settings settings;
   settings.out_dir = options.out_dir;
