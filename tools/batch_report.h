@@ -23,7 +23,9 @@ struct batch_totals {
   int64_t timestamp = 0;
   double seconds = 0;
 
-  double modules_per_second() const { return seconds > 0 ? modules / seconds : 0; }
+  double modules_per_second() const {
+    return seconds > 0 ? static_cast<double>(modules) / seconds : 0;
+  }
 };
 
 /// Shows the progress on standard output: on a terminal one bar redrawn in
