@@ -48,14 +48,20 @@ best=(0 0 0)
 for ((run = 1; run <= runs; run++)); do
   for jobs in 1 2; do
     rm -rf "$work/out$jobs"
-    "$deflash" batch "$modules" --out-dir "$work/out$jobs" --jobs "$jobs" \
-      --timestamp 1700000000 --report "$work/report$jobs.json" >/dev/null
+    # CPU time of the batch and every worker it waited for.
+    TIMEFORMAT='%U %S'
+    { time "$deflash" batch "$modules" --out-dir "$work/out$jobs" --jobs "$jobs" \
+      --timestamp 1700000000 --report "$work/report$jobs.json" >/dev/null 2>"$work/err"; } \
+      2>"$work/cpu"
     read -r rate failed < <(rate_of "$work/report$jobs.json")
     if [[ $failed != 0 ]]; then
+      cat "$work/err" >&2
       echo "batch_scaling: $failed modules failed with --jobs $jobs" >&2
       exit 1
     fi
-    printf 'run %d, --jobs %d: %.1f modules/s\n' "$run" "$jobs" "$rate"
+    cpu_ms=$(awk -v n="$count" '{ printf "%.1f", ($1 + $2) * 1000 / n }' "$work/cpu")
+    printf 'run %d, --jobs %d: %.1f modules/s, %s ms CPU per module\n' "$run" "$jobs" "$rate" \
+      "$cpu_ms"
     best[jobs]=$(awk -v a="${best[jobs]}" -v b="$rate" 'BEGIN { print (b > a ? b : a) }')
   done
 done
