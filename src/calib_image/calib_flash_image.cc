@@ -118,10 +118,13 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
                                               state.optional_entries[e] + kOptionalEntryBytes));
     }
   }
-  rectify_table.close(main_time, serial);
-  d2c_table.close(main_time, serial);
-  depth_table.close(main_time, serial);
-  if (optional) optional_table.close(main_time, serial);
-  if (file_buff_out2 != nullptr) raw_table.close(current_time_stamp(), serial);
+  bool closed = rectify_table.close(main_time, serial) && d2c_table.close(main_time, serial) &&
+                depth_table.close(main_time, serial);
+  if (optional) closed = closed && optional_table.close(main_time, serial);
+  if (file_buff_out2 != nullptr) closed = closed && raw_table.close(current_time_stamp(), serial);
+  if (!closed) {
+    report(log, "error: a section header did not fit its place in the image\n");
+    return DRIVER_HELPER_FAIL;
+  }
   return DRIVER_HELPER_OK;
 }

@@ -28,7 +28,7 @@ add_result calib_section::add(const std::vector<uint8_t>& item) {
   return add_result::added;
 }
 
-void calib_section::close(uint32_t timestamp, const serial_number& serial) {
+bool calib_section::close(uint32_t timestamp, const serial_number& serial) {
   uint8_t* section = image_ + layout_.offset;
   byte_writer w(section, image_size_ - layout_.offset);
   w.put_u32_le(section_magic(layout_.id));
@@ -41,7 +41,9 @@ void calib_section::close(uint32_t timestamp, const serial_number& serial) {
   w.put_u32_le(item_table_magic(layout_.table_id));
   w.put_u32_le(count_);
   w.put_u32_le(layout_.item_size);
+  if (!writer_finished(w, kSectionHeaderBytes)) return false;
   w.patch_u32_le(kHeaderCrcOffset, crc32(0, section, length()));
+  return !w.overflowed();
 }
 
 }  // namespace deflash

@@ -29,7 +29,9 @@ class calib_section {
   add_result add(const std::vector<uint8_t>& item);
 
   /// Writes the 60-byte header and then its CRC over the section length.
-  void close(uint32_t timestamp, const serial_number& serial);
+  /// Writes the header and its CRC. False (a bug, asserted in debug builds)
+  /// when the header did not fit exactly.
+  bool close(uint32_t timestamp, const serial_number& serial);
 
   uint32_t count() const { return count_; }
   uint32_t length() const {

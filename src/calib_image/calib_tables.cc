@@ -46,7 +46,12 @@ class item_builder {
     const std::size_t key_bytes = writer_.offset() - kMd5DigestBytes;
     md5(bytes_.data() + kMd5DigestBytes, bytes_.data(), static_cast<uint32_t>(key_bytes));
   }
-  std::vector<uint8_t> finish() { return std::move(bytes_); }
+  /// The item, or an empty one (which every section refuses) when the
+  /// writes did not fill it exactly.
+  std::vector<uint8_t> finish() {
+    if (!writer_finished(writer_, bytes_.size())) return {};
+    return std::move(bytes_);
+  }
 
  private:
   std::vector<uint8_t> bytes_;

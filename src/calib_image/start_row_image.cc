@@ -44,7 +44,8 @@ struct reference_descriptor {
   uint32_t count = 0;
 };
 
-void write_header(uint8_t* image, std::size_t length, const reference_descriptor& reference) {
+// False (a bug, asserted in debug builds) when the header missed its size.
+bool write_header(uint8_t* image, std::size_t length, const reference_descriptor& reference) {
   byte_writer w(image, kStartRowHeaderBytes);
   w.put_u32_le(kStartRowSectionMagic);
   w.put_u32_le(0);
@@ -53,7 +54,9 @@ void write_header(uint8_t* image, std::size_t length, const reference_descriptor
   w.put_u32_le(reference.address);
   w.put_u32_le(reference.count);
   w.fill(0, kStartRowHeaderBytes - w.offset());  // reserved, zero
+  if (!writer_finished(w, kStartRowHeaderBytes)) return false;
   store_u32_le(image + kStartRowCrcOffset, crc32(0, image, static_cast<uint32_t>(length)));
+  return true;
 }
 
 // Writes one entry at `offset`; returns its size, or 0 after an error message
@@ -101,6 +104,10 @@ int write_entry(uint8_t* image, std::size_t size, std::size_t offset,
   }
   for (std::size_t i = 0; i < table_rows; ++i) w.put_u32_le(target_values[i]);
   for (std::size_t i = 0; i < table_rows; ++i) w.put_u32_le(reference_values[i]);
+  if (!writer_finished(w, offset + bytes)) {
+    report(log, "error: a start-row entry did not fill its place in the image\n");
+    return DRIVER_HELPER_FAIL;
+  }
   reference->address = sections[1].address;
   reference->count = sections[1].count;
   *entry_bytes = bytes;
@@ -153,6 +160,9 @@ extern "C" int gen_soc_start_row_param_de(const SocCalibFlashInput_S* config_inp
     written.add(digest);
     length += entry_bytes;
   }
-  write_header(file_buff_out, length, reference);
+  if (!write_header(file_buff_out, length, reference)) {
+    report(log, "error: the start-row header did not fit its place in the image\n");
+    return DRIVER_HELPER_FAIL;
+  }
   return DRIVER_HELPER_OK;
 }

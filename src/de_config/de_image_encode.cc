@@ -16,7 +16,7 @@ static_assert(kMd5DigestBytes == 16, "items open with a 16-byte digest");
 // Writes one block at its offset: header with CRC 0, the items through
 // `put_item`, then the CRC-32 of header and items into the header.
 template <typename Item, typename PutItem>
-void put_block(std::vector<uint8_t>& image, const de_block_layout& block,
+bool put_block(std::vector<uint8_t>& image, const de_block_layout& block,
                const std::vector<Item>& items, uint32_t version, PutItem put_item) {
   const auto count = static_cast<uint32_t>(items.size());
   const auto length = static_cast<uint32_t>(kBlockHeaderBytes + items.size() * block.item_size);
@@ -32,7 +32,9 @@ void put_block(std::vector<uint8_t>& image, const de_block_layout& block,
   out.put_u32_le(count);
   out.put_u32_le(static_cast<uint32_t>(block.item_size));
   for (const Item& item : items) put_item(out, item);
+  if (!writer_finished(out, length)) return false;
   out.patch_u32_le(kBlockCrcOffset, crc32(0, base, length));
+  return true;
 }
 
 // A host-shared record whose first 16 bytes are replaced by the MD5 of the
@@ -67,18 +69,23 @@ bool de_image_content_fits(const de_image_content& content) {
 std::vector<uint8_t> encode_de_config_image(const de_image_content& content, uint32_t now) {
   if (!de_image_content_fits(content)) return {};
   std::vector<uint8_t> image(kDeImageBytes, kErasedByte);
+  bool written = true;
   if (!content.dpu_items.empty()) {
-    put_block(image, kDpuBlock, content.dpu_items, version_or_time(content.dpu_version, now),
-              put_dpu_item);
+    written = put_block(image, kDpuBlock, content.dpu_items,
+                        version_or_time(content.dpu_version, now), put_dpu_item);
   }
-  put_block(image, kD2cBlock, content.d2c_items, version_or_time(content.d2c_version, now),
-            [](byte_writer& out, const d2c_cfg_item& item) {
-              put_digested_record(out, kD2cBlock, item);
-            });
-  put_block(image, kIrPreBlock, content.ir_pre_items, version_or_time(content.ir_pre_version, now),
-            [](byte_writer& out, const ir_pre_cfg_item& item) {
-              put_digested_record(out, kIrPreBlock, item);
-            });
+  written = written && put_block(image, kD2cBlock, content.d2c_items,
+                                 version_or_time(content.d2c_version, now),
+                                 [](byte_writer& out, const d2c_cfg_item& item) {
+                                   put_digested_record(out, kD2cBlock, item);
+                                 });
+  written = written && put_block(image, kIrPreBlock, content.ir_pre_items,
+                                 version_or_time(content.ir_pre_version, now),
+                                 [](byte_writer& out, const ir_pre_cfg_item& item) {
+                                   put_digested_record(out, kIrPreBlock, item);
+                                 });
+  // An empty image is what the builder refuses: no partial image reaches flash.
+  if (!written) return {};
   return image;
 }
 

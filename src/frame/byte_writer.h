@@ -3,6 +3,7 @@
 #ifndef DEFLASH_FRAME_BYTE_WRITER_H_
 #define DEFLASH_FRAME_BYTE_WRITER_H_
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -68,6 +69,9 @@ class byte_writer {
   std::size_t offset() const { return offset_; }
   void seek(std::size_t at) { offset_ = at; }
   bool overflowed() const { return overflowed_; }
+  /// True when every write landed and the writer stands at `end`: a record
+  /// or section wrote exactly the bytes its layout gives it.
+  bool wrote_up_to(std::size_t end) const { return !overflowed_ && offset_ == end; }
 
  private:
   bool fits(std::size_t at, std::size_t n) const { return at <= size_ && n <= size_ - at; }
@@ -95,6 +99,16 @@ inline void store_f32_le(uint8_t* p, float v) {
   uint32_t bits;
   std::memcpy(&bits, &v, sizeof bits);
   store_u32_le(p, bits);
+}
+
+/// The check every item and section builder ends with. A builder that missed
+/// its size is a bug in this library, never a property of the input: debug
+/// builds stop on it, release builds get false and refuse the call, so a
+/// short or overflowing record never reaches flash.
+inline bool writer_finished(const byte_writer& w, std::size_t end) {
+  const bool exact = w.wrote_up_to(end);
+  assert(exact && "a flash record did not write exactly its size");
+  return exact;
 }
 
 }  // namespace deflash

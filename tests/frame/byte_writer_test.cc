@@ -50,3 +50,28 @@ TEST(ByteWriter, ReadersInvertTheWriters) {
   EXPECT_EQ(b[0], 4);
   EXPECT_EQ(deflash::load_u16_le(b + 2), 0x0102);
 }
+
+TEST(ByteWriter, KnowsWhetherARecordFilledExactlyItsSize) {
+  uint8_t buffer[8] = {};
+  deflash::byte_writer w(buffer, sizeof buffer);
+  w.put_u32_le(1);
+  EXPECT_FALSE(w.wrote_up_to(8));  // short
+  EXPECT_TRUE(w.wrote_up_to(4));
+  w.put_u32_le(2);
+  EXPECT_TRUE(w.wrote_up_to(8));
+  w.put_u8(3);  // past the end: dropped and remembered
+  EXPECT_FALSE(w.wrote_up_to(8));
+  EXPECT_FALSE(w.wrote_up_to(9));
+}
+
+TEST(ByteWriter, AFinishedCheckThatFailsStopsDebugBuildsAndRefusesInRelease) {
+  uint8_t buffer[4] = {};
+  deflash::byte_writer w(buffer, sizeof buffer);
+  w.put_u16_le(7);
+  EXPECT_TRUE(deflash::writer_finished(w, 2));
+#ifdef NDEBUG
+  EXPECT_FALSE(deflash::writer_finished(w, 4));
+#else
+  EXPECT_DEATH(deflash::writer_finished(w, 4), "did not write exactly its size");
+#endif
+}
