@@ -99,7 +99,11 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
       return result;
     }
     if (file_buff_out2 != nullptr) {
-      result = add_item(raw_table, raw_calib_item(*input.calib_params_list[i], flags), log);
+      int cameras_without_size = 0;
+      std::vector<uint8_t> raw_item =
+          raw_calib_item(*input.calib_params_list[i], flags, &cameras_without_size);
+      for (int c = 0; c < cameras_without_size; ++c) console_log("input params is invalid!\n");
+      result = add_item(raw_table, raw_item, log);
       if (result != 0) return result;
     }
   }

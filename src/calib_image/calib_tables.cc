@@ -79,12 +79,12 @@ void put_mode_name(byte_writer& w, const calib_mode_flags& flags) {
   w.put_bytes(name, sizeof name);
 }
 
-void put_camera_block(byte_writer& w, const SocCalibCamera_S& camera) {
+// False for a camera without a size, whose block stays zero.
+bool put_camera_block(byte_writer& w, const SocCalibCamera_S& camera) {
   if (!(std::fabs(static_cast<double>(camera.height)) > kMinCameraSize &&
         std::fabs(static_cast<double>(camera.width)) > kMinCameraSize)) {
-    console_log("input params is invalid!\n");
-    w.fill(0, kCameraBlockBytes);  // the block stays zero
-    return;
+    w.fill(0, kCameraBlockBytes);
+    return false;
   }
   w.put_f32_le(camera.fx);
   w.put_f32_le(camera.fy);
@@ -93,6 +93,7 @@ void put_camera_block(byte_writer& w, const SocCalibCamera_S& camera) {
   w.put_u16_le(truncate_to_uint16(camera.width));
   w.put_u16_le(truncate_to_uint16(camera.height));
   for (const float term : camera.distortion) w.put_f32_le(term);
+  return true;
 }
 
 }  // namespace
@@ -160,13 +161,17 @@ std::vector<uint8_t> depth_item(const soc_convert::DeStereoRectifyParams_S& rect
   return item.finish();
 }
 
-std::vector<uint8_t> raw_calib_item(const SocCalibParams_S& calib, const calib_mode_flags& flags) {
+std::vector<uint8_t> raw_calib_item(const SocCalibParams_S& calib, const calib_mode_flags& flags,
+                                    int* cameras_without_size) {
   item_builder item(kRawCalibSection.item_size);
   auto& w = item.writer();
   put_mode_name(w, flags);
   w.put_u32_le(flags.long_range());
   item.seal_key();
-  for (const auto& camera : calib.camera) put_camera_block(w, camera);
+  *cameras_without_size = 0;
+  for (const auto& camera : calib.camera) {
+    if (!put_camera_block(w, camera)) ++*cameras_without_size;
+  }
   for (const float v : calib.right_extrinsics) w.put_f32_le(v);
   for (const float v : calib.rgb_extrinsics) w.put_f32_le(v);
   for (const auto& block : calib.poly_distortion) w.put_bytes(block, sizeof block);

@@ -40,10 +40,11 @@ std::vector<uint8_t> depth_item(const soc_convert::DeStereoRectifyParams_S& rect
                                 const soc_convert::DepthCalcParams_S& depth,
                                 const calib_mode_flags& flags);
 
-/// Item of table 0x16 (6288 bytes): the raw calibration of one mode. Prints
-/// "input params is invalid!" for a camera with a zero size and leaves its
-/// block zero.
-std::vector<uint8_t> raw_calib_item(const SocCalibParams_S& calib, const calib_mode_flags& flags);
+/// Item of table 0x16 (6288 bytes): the raw calibration of one mode. A
+/// camera with a zero size keeps its block zero and is counted in
+/// `cameras_without_size`; the caller reports each one.
+std::vector<uint8_t> raw_calib_item(const SocCalibParams_S& calib, const calib_mode_flags& flags,
+                                    int* cameras_without_size);
 
 }  // namespace deflash
 

@@ -36,8 +36,7 @@ int64_t negative_integer(double rounded) {
 
 }  // namespace
 
-uint32_t convert_float_to_fixed(double value, int32_t total_bits, int32_t fraction_bits,
-                                const char* name) {
+fixed_point_code encode_fixed_point(double value, int32_t total_bits, int32_t fraction_bits) {
   const uint32_t width_shift = static_cast<uint32_t>(total_bits) & kShiftCountMask;
   uint64_t field_mask = (uint64_t{1} << width_shift) - 1u;
   if (total_bits < kRegisterBits) field_mask &= 0xFFFFFFFFu;
@@ -56,23 +55,38 @@ uint32_t convert_float_to_fixed(double value, int32_t total_bits, int32_t fracti
     code = (field_mask + 1u) + static_cast<uint64_t>(negative_integer(rounded));
   }
 
+  fixed_point_code result;
+  result.value = value;
+  result.scaled = scaled;
+  result.wide_code = code;
+  result.field_mask = field_mask;
   // A magnitude below one never overflows: a tiny negative value rounds to a
   // code whose field bits are zero.
-  if (std::fabs(scaled) >= 1.0 && code > field_mask) {
-    const auto masked = static_cast<uint32_t>(code & field_mask);
-    // "dingdianhua" (fixed-pointing) is what the factory tools grep for.
-    console_log(
-        "current lut value: %.20lf; dingdianhua value: %.20lf; m_fp: %llu; return value: %llu; "
-        "max value: %llu \n",
-        value, scaled, static_cast<unsigned long long>(code),
-        static_cast<unsigned long long>(masked), static_cast<unsigned long long>(field_mask));
-    console_log("error code 01: value overflow in %s \n", name != nullptr ? name : "(null)");
-    return kFixedPointOverflow;
-  }
+  result.overflowed = std::fabs(scaled) >= 1.0 && code > field_mask;
   // A legitimate 32-bit code 0xFFFFFFFF (a value rounding to -1) collides
   // with kFixedPointOverflow; callers report it as out of range. Kept so the
   // register checks agree with the factory tools.
-  return static_cast<uint32_t>(code & field_mask);
+  result.code = result.overflowed ? kFixedPointOverflow : static_cast<uint32_t>(code & field_mask);
+  return result;
+}
+
+void print_fixed_point_overflow(const fixed_point_code& overflow, const char* name) {
+  const auto masked = static_cast<uint32_t>(overflow.wide_code & overflow.field_mask);
+  // "dingdianhua" (fixed-pointing) is what the factory tools grep for.
+  console_log(
+      "current lut value: %.20lf; dingdianhua value: %.20lf; m_fp: %llu; return value: %llu; "
+      "max value: %llu \n",
+      overflow.value, overflow.scaled, static_cast<unsigned long long>(overflow.wide_code),
+      static_cast<unsigned long long>(masked),
+      static_cast<unsigned long long>(overflow.field_mask));
+  console_log("error code 01: value overflow in %s \n", name != nullptr ? name : "(null)");
+}
+
+uint32_t convert_float_to_fixed(double value, int32_t total_bits, int32_t fraction_bits,
+                                const char* name) {
+  const fixed_point_code result = encode_fixed_point(value, total_bits, fraction_bits);
+  if (result.overflowed) print_fixed_point_overflow(result, name);
+  return result.code;
 }
 
 uint32_t set_register_field(uint32_t code, uint32_t old_word, uint32_t mask) {

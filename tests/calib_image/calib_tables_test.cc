@@ -155,7 +155,8 @@ TEST(CalibTables, RawCalibItemCarriesModeNameCamerasAndBlocks) {
   calib.rgb_extrinsics[5] = 0.5f;
   calib.poly_distortion[0][0] = 3;
   calib.poly_distortion[2][2015] = 0xAB;
-  const auto item = deflash::raw_calib_item(calib, calib_mode_flags{2, 0, 0});
+  int without_size = -1;
+  const auto item = deflash::raw_calib_item(calib, calib_mode_flags{2, 0, 0}, &without_size);
   ASSERT_EQ(item.size(), 6288u);
   EXPECT_TRUE(digest_matches_key(item, 20));
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(item.data() + 16)), "Long mode");
@@ -176,7 +177,9 @@ TEST(CalibTables, RawCalibItemCarriesModeNameCamerasAndBlocks) {
 TEST(CalibTables, RawCalibItemNamesTheCloseModeWhenStatusIsZero) {
   SocCalibParams_S calib{};
   for (auto& camera : calib.camera) camera.width = camera.height = 10.0f;
-  const auto item = deflash::raw_calib_item(calib, calib_mode_flags{0, 0, 0});
+  int without_size = -1;
+  const auto item = deflash::raw_calib_item(calib, calib_mode_flags{0, 0, 0}, &without_size);
+  EXPECT_EQ(without_size, 0);
   const char expected[16] = "Close mode";
   EXPECT_EQ(std::memcmp(item.data() + 16, expected, 16), 0);
 }
@@ -187,10 +190,13 @@ TEST(CalibTables, CameraWithZeroSizeLeavesItsBlockZero) {
   calib.camera[1] = {800.0f, 0.0000005f, 640.0f, 640.0f, 640.0f, 400.0f, {}};
   calib.camera[2] = {1080.0f, 1920.0f, 1380.0f, 1380.0f, 960.0f, 540.0f, {}};
   std::vector<uint8_t> item;
+  int without_size = -1;
   const auto out = deflash_test::capture_console([&] {
-    item = deflash::raw_calib_item(calib, calib_mode_flags{0, 0, 0});
+    item = deflash::raw_calib_item(calib, calib_mode_flags{0, 0, 0}, &without_size);
   });
-  EXPECT_EQ(out.out, "input params is invalid!\n");
+  // The item encoder prints nothing; the image builder reports the camera.
+  EXPECT_EQ(out.out, "");
+  EXPECT_EQ(without_size, 1);
   for (std::size_t i = 88; i < 140; ++i) EXPECT_EQ(item[i], 0) << i;
   EXPECT_EQ(load_f32_le(item.data() + 140), 1380.0f);
 }
