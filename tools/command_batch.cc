@@ -3,6 +3,7 @@
 // worker processes.
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -139,7 +140,14 @@ int run_batch(const batch_options& options) {
   batch_progress progress(modules.size(), ::isatty(STDOUT_FILENO) != 0);
   const bool all_started = run_in_processes(
       modules.size(), totals.jobs,
-      [&](std::size_t i) { return encode_result(build_module(modules[i], settings)); },
+      [&](std::size_t i) {
+        // Ctrl-C stops the batch, not a module halfway: the worker finishes
+        // the module it began, all of its images or none, and then ends on
+        // the pipe of the driver that is gone.
+        std::signal(SIGINT, SIG_IGN);
+        std::signal(SIGTERM, SIG_IGN);
+        return encode_result(build_module(modules[i], settings));
+      },
       [&](std::size_t i, const process_outcome& outcome) {
         module_result& result = results[i];
         if (!outcome.finished) {
