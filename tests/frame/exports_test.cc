@@ -1,7 +1,11 @@
 // The shared library exports the plain names unmangled and the typed names
 // under their C++ signatures, and nothing of its internals.
-#include <dlfcn.h>
 #include <gtest/gtest.h>
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
 
 #include <string>
 
@@ -9,8 +13,22 @@
 
 namespace {
 
+// The library as a host loads it: LoadLibrary and GetProcAddress on
+// Windows, dlopen and dlsym elsewhere.
 class SharedLibrary : public testing::Test {
  protected:
+#ifdef _WIN32
+  void SetUp() override {
+    handle_ = LoadLibraryA(DEFLASH_LIBRARY_PATH);
+    ASSERT_NE(handle_, nullptr) << "LoadLibrary failed: " << GetLastError();
+  }
+  void TearDown() override {
+    if (handle_ != nullptr) FreeLibrary(handle_);
+  }
+  bool exports(const char* name) { return GetProcAddress(handle_, name) != nullptr; }
+
+  HMODULE handle_ = nullptr;
+#else
   void SetUp() override {
     handle_ = dlopen(DEFLASH_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(handle_, nullptr) << dlerror();
@@ -21,6 +39,7 @@ class SharedLibrary : public testing::Test {
   bool exports(const char* name) { return dlsym(handle_, name) != nullptr; }
 
   void* handle_ = nullptr;
+#endif
 };
 
 }  // namespace
