@@ -26,6 +26,10 @@ class SharedLibrary : public testing::Test {
     if (handle_ != nullptr) FreeLibrary(handle_);
   }
   bool exports(const char* name) { return GetProcAddress(handle_, name) != nullptr; }
+  template <typename Function>
+  Function function(const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(handle_, name)));
+  }
 
   HMODULE handle_ = nullptr;
 #else
@@ -37,6 +41,10 @@ class SharedLibrary : public testing::Test {
     if (handle_ != nullptr) dlclose(handle_);
   }
   bool exports(const char* name) { return dlsym(handle_, name) != nullptr; }
+  template <typename Function>
+  Function function(const char* name) {
+    return reinterpret_cast<Function>(dlsym(handle_, name));
+  }
 
   void* handle_ = nullptr;
 #endif
@@ -116,7 +124,7 @@ TEST_F(SharedLibrary, HidesInternalFunctions) {
 
 TEST_F(SharedLibrary, VersionThroughTheLoadedLibrary) {
   using version_fn = const char* (*)();
-  auto fn = reinterpret_cast<version_fn>(dlsym(handle_, "soc_driver_helper_get_version"));
+  auto fn = function<version_fn>("soc_driver_helper_get_version");
   ASSERT_NE(fn, nullptr);
   EXPECT_EQ(std::string(fn()), "2.2.0.4");
 }
