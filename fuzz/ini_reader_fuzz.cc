@@ -21,7 +21,7 @@ namespace {
 constexpr char kParseErrorMarker[] = ": ini parsing failed, ";
 
 // Decodes `text`; returns the parse error text, or empty on success.
-std::string decode(const std::string& text, deflash::IniDocument& document) {
+std::string decode(const std::string& text, deflash::ini_document& document) {
   try {
     document.decode(text);
   } catch (const std::domain_error&) {
@@ -36,8 +36,8 @@ std::string decode(const std::string& text, deflash::IniDocument& document) {
 }
 
 void check_decoding(const std::string& text) {
-  deflash::IniDocument first('=', ';');
-  deflash::IniDocument second('=', ';');
+  deflash::ini_document first('=', ';');
+  deflash::ini_document second('=', ';');
   const std::string first_error = decode(text, first);
   const std::string second_error = decode(text, second);
   FUZZ_CHECK(first_error == second_error);

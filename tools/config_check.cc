@@ -18,8 +18,8 @@ namespace deflash_cli {
 namespace {
 
 using config_checking::checker;
-using config_checking::IniDocument;
-using config_checking::IniSectionMap;
+using config_checking::ini_document;
+using config_checking::ini_section;
 using config_checking::kMaxSide;
 using config_checking::number;
 
@@ -145,14 +145,14 @@ void check_calib(checker& c, const module_calibration* calibration) {
   c.integer("d2c", "d2d_params_unit_in_R_en", false, deflash::as_int8, 0, 1);
 }
 
-config_kind detect(const IniDocument& document) {
+config_kind detect(const ini_document& document) {
   const auto has = [&document](const char* name) {
-    const IniSectionMap* section = document.find_section(name);
+    const ini_section* section = document.find_section(name);
     return section != nullptr && !section->empty();
   };
   if (has("rectify") || has("d2d") || has("d2c")) return config_kind::calib;
   if (has("mode")) return config_kind::dpu;
-  const IniSectionMap* first = document.find_section("group1");
+  const ini_section* first = document.find_section("group1");
   if (first != nullptr && first->find("res_rgb") != nullptr) return config_kind::d2c;
   if (first != nullptr && first->find("dpu_desc") != nullptr) return config_kind::ir_pre;
   return config_kind::unknown;
@@ -187,7 +187,7 @@ config_kind parse_config_kind(const std::string& name) {
 config_check check_config_text(const std::string& path, const std::string& text,
                                config_kind expected, const module_calibration* calibration) {
   config_check result;
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   try {
     document.decode(text);
   } catch (const std::exception& e) {

@@ -21,9 +21,9 @@
 namespace deflash_cli {
 namespace config_checking {
 
-using deflash::IniDocument;
-using deflash::IniSectionMap;
-using deflash::IniValue;
+using deflash::ini_document;
+using deflash::ini_section;
+using deflash::ini_value;
 
 /// Descriptions and D2C/IR group names are 16-byte fields in flash.
 constexpr std::size_t kMaxDescriptionBytes = 16;
@@ -76,7 +76,7 @@ class line_finder {
 /// Collects the problems of one file, each located as precisely as known.
 class checker {
  public:
-  checker(const std::string& path, const std::string& text, const IniDocument& document)
+  checker(const std::string& path, const std::string& text, const ini_document& document)
       : path_(path), lines_(text), document_(document) {}
 
   std::vector<config_problem>& problems() { return problems_; }
@@ -95,8 +95,8 @@ class checker {
     problems_.push_back({at(section, key), what, false, true});
   }
 
-  const IniSectionMap* section(const std::string& name) const {
-    const IniSectionMap* found = document_.find_section(name);
+  const ini_section* section(const std::string& name) const {
+    const ini_section* found = document_.find_section(name);
     return found != nullptr && !found->empty() ? found : nullptr;
   }
   bool require_section(const std::string& name, const char* kind) {
@@ -105,9 +105,9 @@ class checker {
                     "] is missing or empty");
     return false;
   }
-  const IniValue* value(const std::string& section_name, const std::string& key, bool required) {
-    const IniSectionMap* found = section(section_name);
-    const IniValue* value = found == nullptr ? nullptr : found->find(key);
+  const ini_value* value(const std::string& section_name, const std::string& key, bool required) {
+    const ini_section* found = section(section_name);
+    const ini_value* value = found == nullptr ? nullptr : found->find(key);
     if (value == nullptr && required) {
       fail(path_ + ": [" + section_name + "]", "required key " + key + " is missing");
     }
@@ -118,8 +118,8 @@ class checker {
   /// is reported with the key's place and the conversion's words.
   template <typename T>
   bool convert(const std::string& section_name, const std::string& key, bool required,
-               T (*conversion)(const IniValue&), T& out) {
-    const IniValue* found = value(section_name, key, required);
+               T (*conversion)(const ini_value&), T& out) {
+    const ini_value* found = value(section_name, key, required);
     if (found == nullptr) return false;
     try {
       out = conversion(*found);
@@ -142,7 +142,7 @@ class checker {
   }
   template <typename T>
   void integer(const std::string& section_name, const std::string& key, bool required,
-               T (*conversion)(const IniValue&), long long low, long long high) {
+               T (*conversion)(const ini_value&), long long low, long long high) {
     T v{};
     if (!convert(section_name, key, required, conversion, v)) return;
     if (static_cast<long long>(v) < low || static_cast<long long>(v) > high) {
@@ -153,7 +153,7 @@ class checker {
   }
   /// Versions pack one character per dotted piece into the image.
   void version(const std::string& section_name, const std::string& key) {
-    const IniValue* found = value(section_name, key, false);
+    const ini_value* found = value(section_name, key, false);
     if (found == nullptr) return;
     const std::string& text = found->text();
     bool ok = !text.empty();
@@ -179,7 +179,7 @@ class checker {
     }
   }
   void description(const std::string& section_name, const std::string& key, bool required) {
-    const IniValue* found = value(section_name, key, required);
+    const ini_value* found = value(section_name, key, required);
     if (found != nullptr && found->text().size() > kMaxDescriptionBytes) {
       fail(at(section_name, key), "\"" + found->text() + "\" is longer than 16 characters");
     }
@@ -193,7 +193,7 @@ class checker {
   bool list(const std::string& section_name, const std::string& key, bool required,
             std::size_t count, long long low, long long high,
             std::vector<long long>* out = nullptr) {
-    const IniValue* found = value(section_name, key, required);
+    const ini_value* found = value(section_name, key, required);
     if (found == nullptr) return false;
     const std::string& text = found->text();
     std::vector<long long> values;
@@ -235,7 +235,7 @@ class checker {
  private:
   const std::string& path_;
   line_finder lines_;
-  const IniDocument& document_;
+  const ini_document& document_;
   std::vector<config_problem> problems_;
 };
 

@@ -33,7 +33,7 @@ void resolution(checker& c, const std::string& section, const std::string& key) 
 
 /// Keys of which the library keeps only the lowest bit: 2 would read as 0.
 void bit_flag(checker& c, const std::string& section, const std::string& key, bool required,
-              uint32_t (*conversion)(const deflash::IniValue&)) {
+              uint32_t (*conversion)(const deflash::ini_value&)) {
   uint32_t v = 0;
   if (c.convert(section, key, required, conversion, v) && v > 1) {
     c.warn(section, key,
@@ -42,7 +42,7 @@ void bit_flag(checker& c, const std::string& section, const std::string& key, bo
   }
 }
 
-uint32_t as_uint8_wide(const deflash::IniValue& value) { return deflash::as_uint8(value); }
+uint32_t as_uint8_wide(const deflash::ini_value& value) { return deflash::as_uint8(value); }
 
 void check_dpu_mode(checker& c) {
   c.version("mode", "version");

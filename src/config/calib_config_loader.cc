@@ -25,7 +25,7 @@ constexpr char kComment = ';';
 // Section and key messages go to standard error, one line each.
 void error_line(const std::string& message) { std::fprintf(stderr, "%s\n", message.c_str()); }
 
-using section_reader = section_status (*)(const IniSectionMap&, calib_input_config&);
+using section_reader = section_status (*)(const ini_section&, calib_input_config&);
 
 struct section_step {
   const char* name;
@@ -41,7 +41,7 @@ constexpr section_step kSectionSteps[] = {
 
 // Checks the sections, then reads them in order into the module record,
 // stopping at the first failure; what was stored before it stays.
-int apply_calib_config(IniDocument& document) {
+int apply_calib_config(ini_document& document) {
   calib_input_config& config = module_calib_config();
   section_status status = check_input_config_sections(document);
   for (const section_step& step : kSectionSteps) {
@@ -61,7 +61,7 @@ int apply_calib_config(IniDocument& document) {
 template <typename BuildDocument>
 int load_guarded(BuildDocument build_document) {
   try {
-    IniDocument document = build_document();
+    ini_document document = build_document();
     return apply_calib_config(document);
   } catch (const std::exception& e) {
     console_log("Caught an exception: %s\n", e.what());
@@ -78,12 +78,12 @@ int load_calib_config_file(const char* path) {
     return DRIVER_HELPER_FAIL;
   }
   std::fclose(probe);
-  return load_guarded([path] { return IniDocument(std::string(path), kSeparator, kComment); });
+  return load_guarded([path] { return ini_document(std::string(path), kSeparator, kComment); });
 }
 
 int load_calib_config_text(const char* text) {
   return load_guarded([text] {
-    IniDocument document(kSeparator, kComment);
+    ini_document document(kSeparator, kComment);
     document.decode(text);
     return document;
   });

@@ -36,17 +36,17 @@ uint16_t chop_from_float(float value) {
   return static_cast<uint16_t>(static_cast<int32_t>(value));
 }
 
-uint16_t as_chop(const IniValue& value) { return chop_from_float(as_float(value)); }
+uint16_t as_chop(const ini_value& value) { return chop_from_float(as_float(value)); }
 
 // Looks keys up in one section without inserting, converts and stores them.
 class section_keys {
  public:
-  section_keys(const IniSectionMap& section, const char* name) : section_(section), name_(name) {}
+  section_keys(const ini_section& section, const char* name) : section_(section), name_(name) {}
 
   /// Converts and stores `key`; false (remembering the key) when absent.
   template <typename Field, typename Convert>
   bool required(const char* key, Convert convert, Field& field) {
-    const IniValue* value = section_.find(key);
+    const ini_value* value = section_.find(key);
     if (value == nullptr) {
       missing_ = key;
       return false;
@@ -59,11 +59,11 @@ class section_keys {
   template <typename Field, typename Convert>
   void optional(const char* key, Convert convert, Field& field,
                 const std::common_type_t<Field>& fallback) {
-    const IniValue* value = section_.find(key);
+    const ini_value* value = section_.find(key);
     field = value != nullptr ? convert(*value) : fallback;
   }
 
-  const IniValue* find(const char* key) const { return section_.find(key); }
+  const ini_value* find(const char* key) const { return section_.find(key); }
 
   /// The status for the last missing required key.
   section_status missing() const {
@@ -71,14 +71,14 @@ class section_keys {
   }
 
  private:
-  const IniSectionMap& section_;
+  const ini_section& section_;
   std::string name_;
   std::string missing_;
 };
 
 }  // namespace
 
-section_status check_input_config_sections(IniDocument& document) {
+section_status check_input_config_sections(ini_document& document) {
   // Find-or-insert, like every lookup of the loaders: a header without
   // fields is as good as no header.
   for (const char* name : {"basic", "rectify", "d2d", "d2c"}) {
@@ -87,7 +87,7 @@ section_status check_input_config_sections(IniDocument& document) {
   return {};
 }
 
-section_status read_basic_section(const IniSectionMap& section, calib_input_config& config) {
+section_status read_basic_section(const ini_section& section, calib_input_config& config) {
   section_keys keys(section, "basic");
   if (!keys.required("baseline", as_float, config.baseline) ||
       !keys.required("ref_dist", as_float, config.ref_dist) ||
@@ -99,7 +99,7 @@ section_status read_basic_section(const IniSectionMap& section, calib_input_conf
   return {};
 }
 
-section_status read_rectify_section(const IniSectionMap& section, calib_input_config& config) {
+section_status read_rectify_section(const ini_section& section, calib_input_config& config) {
   section_keys keys(section, "rectify");
   if (!keys.required("distort_type", as_uint8, config.distort_type) ||
       !keys.required("rotate_type", as_uint8, config.rotate_type)) {
@@ -131,7 +131,7 @@ section_status read_rectify_section(const IniSectionMap& section, calib_input_co
   keys.optional("ir_virtual_cy_offset", as_float, config.ir_virtual_cy_offset, 0.0f);
 
   uint8_t* reserved = config.rectify_start_rows_buff_reserved;
-  if (const IniValue* value = keys.find("rectify_start_rows_buff_reserved")) {
+  if (const ini_value* value = keys.find("rectify_start_rows_buff_reserved")) {
     // The list is parsed straight into the pair; a wrong count fails the
     // section after its own log line, with no section message.
     const std::size_t count = parse_brace_byte_list(value->text(), reserved, kReservedRowsCount);
@@ -149,7 +149,7 @@ section_status read_rectify_section(const IniSectionMap& section, calib_input_co
   return {};
 }
 
-section_status read_d2d_section(const IniSectionMap& section, calib_input_config& config) {
+section_status read_d2d_section(const ini_section& section, calib_input_config& config) {
   section_keys keys(section, "d2d");
   keys.optional("disp_offset", as_float, config.disp_offset, 0.0f);
   keys.optional("invalid_disp", as_int32, config.invalid_disp, 0);
@@ -159,7 +159,7 @@ section_status read_d2d_section(const IniSectionMap& section, calib_input_config
     config.d2d_params_unit = 1.0f;
   }
 
-  if (const IniValue* value = keys.find("depth_mode")) {
+  if (const ini_value* value = keys.find("depth_mode")) {
     config.depth_mode = as_int8(*value);
   } else if (const std::optional<uint8_t> mode = depth_mode_for_cam_type(config.cam_type)) {
     config.depth_mode = static_cast<int8_t>(*mode);
@@ -168,7 +168,7 @@ section_status read_d2d_section(const IniSectionMap& section, calib_input_config
   return {};
 }
 
-section_status read_d2c_section(const IniSectionMap& section, calib_input_config& config) {
+section_status read_d2c_section(const ini_section& section, calib_input_config& config) {
   section_keys keys(section, "d2c");
   if (!keys.required("clip_left_w_depth", as_int, config.clip_left_w_depth) ||
       !keys.required("clip_top_h_depth", as_int, config.clip_top_h_depth) ||

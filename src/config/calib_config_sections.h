@@ -19,14 +19,14 @@ struct section_status {
 
 /// Looks up "basic", "rectify", "d2d", "d2c" in this order (inserting empty
 /// sections); a section without any field counts as missing.
-section_status check_input_config_sections(IniDocument& document);
+section_status check_input_config_sections(ini_document& document);
 
 /// Each reader stores every key as soon as it is converted and stops at the
 /// first missing required key. Conversion errors throw std::domain_error.
-section_status read_basic_section(const IniSectionMap& section, calib_input_config& config);
-section_status read_rectify_section(const IniSectionMap& section, calib_input_config& config);
-section_status read_d2d_section(const IniSectionMap& section, calib_input_config& config);
-section_status read_d2c_section(const IniSectionMap& section, calib_input_config& config);
+section_status read_basic_section(const ini_section& section, calib_input_config& config);
+section_status read_rectify_section(const ini_section& section, calib_input_config& config);
+section_status read_d2d_section(const ini_section& section, calib_input_config& config);
+section_status read_d2c_section(const ini_section& section, calib_input_config& config);
 
 }  // namespace deflash
 

@@ -16,7 +16,7 @@ namespace {
 
 // Narrows a parsed value after its range test; the result is its low bits.
 template <typename T, typename Wide>
-T narrow(Wide v, Wide lo, Wide hi, const char* range_name, const IniValue& value) {
+T narrow(Wide v, Wide lo, Wide hi, const char* range_name, const ini_value& value) {
   if (v < lo || v > hi)
     fail(std::string("field is out of ") + range_name + " range: " + value.text());
   return static_cast<T>(v);
@@ -24,7 +24,7 @@ T narrow(Wide v, Wide lo, Wide hi, const char* range_name, const IniValue& value
 
 }  // namespace
 
-bool as_bool(const IniValue& value) {
+bool as_bool(const ini_value& value) {
   std::string upper = value.text();
   for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   if (upper == "TRUE" || upper == "1") return true;
@@ -32,7 +32,7 @@ bool as_bool(const IniValue& value) {
   fail(value.text() + " is not a bool");
 }
 
-long long as_long_long(const IniValue& value) {
+long long as_long_long(const ini_value& value) {
   const char* begin = value.text().c_str();
   const char* stop = begin + value.text().size();
   char* end = nullptr;
@@ -45,7 +45,7 @@ long long as_long_long(const IniValue& value) {
   return v;
 }
 
-unsigned long long as_unsigned_long_long(const IniValue& value) {
+unsigned long long as_unsigned_long_long(const ini_value& value) {
   const char* begin = value.text().c_str();
   const char* stop = begin + value.text().size();
   char* end = nullptr;
@@ -62,7 +62,7 @@ unsigned long long as_unsigned_long_long(const IniValue& value) {
   return v;
 }
 
-float as_float(const IniValue& value) {
+float as_float(const ini_value& value) {
   const char* begin = value.text().c_str();
   const char* stop = begin + value.text().size();
   char* end = nullptr;
@@ -75,24 +75,24 @@ float as_float(const IniValue& value) {
   return v;
 }
 
-int as_int(const IniValue& value) {
+int as_int(const ini_value& value) {
   return narrow<int, long long>(as_long_long(value), INT_MIN, INT_MAX, "Int", value);
 }
 
-int32_t as_int32(const IniValue& value) {
+int32_t as_int32(const ini_value& value) {
   return narrow<int32_t, long long>(as_long_long(value), INT32_MIN, INT32_MAX, "Int32", value);
 }
 
-int8_t as_int8(const IniValue& value) {
+int8_t as_int8(const ini_value& value) {
   return narrow<int8_t, long long>(as_long_long(value), INT8_MIN, INT8_MAX, "Int8", value);
 }
 
-uint8_t as_uint8(const IniValue& value) {
+uint8_t as_uint8(const ini_value& value) {
   return narrow<uint8_t, unsigned long long>(as_unsigned_long_long(value), 0, UINT8_MAX, "UInt8",
                                              value);
 }
 
-uint32_t as_uint32(const IniValue& value) {
+uint32_t as_uint32(const ini_value& value) {
   return narrow<uint32_t, unsigned long long>(as_unsigned_long_long(value), 0, UINT32_MAX, "UInt32",
                                               value);
 }

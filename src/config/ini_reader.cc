@@ -25,23 +25,23 @@ bool is_comment_line(const std::string& raw, char comment) {
 
 }  // namespace
 
-const IniValue* IniSectionMap::find(const std::string& name) const {
+const ini_value* ini_section::find(const std::string& name) const {
   const auto it = fields_.find(name);
   return it == fields_.end() ? nullptr : &it->second;
 }
 
-IniDocument::IniDocument(const std::string& path, char separator, char comment)
+ini_document::ini_document(const std::string& path, char separator, char comment)
     : separator_(separator), comment_(comment) {
   std::ifstream in(path);  // text mode; a failed open decodes to nothing
   ini_decode(in, *this);
 }
 
-void IniDocument::decode(const std::string& text) {
+void ini_document::decode(const std::string& text) {
   std::istringstream in(text);
   ini_decode(in, *this);
 }
 
-const IniSectionMap* IniDocument::find_section(const std::string& name) const {
+const ini_section* ini_document::find_section(const std::string& name) const {
   const auto it = sections_.find(name);
   return it == sections_.end() ? nullptr : &it->second;
 }
@@ -63,10 +63,10 @@ std::string ini_strip_comment(const std::string& name) {
   return name;
 }
 
-void ini_decode(std::istream& in, IniDocument& document) {
+void ini_decode(std::istream& in, ini_document& document) {
   document.sections_.clear();
   int line_number = 0;
-  IniSectionMap* current = nullptr;
+  ini_section* current = nullptr;
   std::string raw;
   while (!in.eof() && !in.fail()) {
     std::getline(in, raw);
@@ -95,7 +95,7 @@ void ini_decode(std::istream& in, IniDocument& document) {
     }
     const std::string name = ini_strip_comment(ini_trim(line.substr(0, separator)));
     // The value keeps any trailing comment: "5 ; note" must fail conversion.
-    (*current)[name] = IniValue(ini_trim(line.substr(separator + 1)));
+    (*current)[name] = ini_value(ini_trim(line.substr(separator + 1)));
   }
 }
 

@@ -30,7 +30,7 @@ constexpr uint32_t kFlagMipiChannel = 1u << 0;
 // Parses a list of exactly `n` values with the 32-bit parser and keeps each
 // as u16, the width of the D2C registers.
 template <std::size_t n>
-bool read_u16_list(IniDocument& document, const std::string& section, const char* key,
+bool read_u16_list(ini_document& document, const std::string& section, const char* key,
                    uint16_t (&out)[n], loader_message& message) {
   uint32_t values[n] = {};
   if (parse_brace_list_u32(checked_value(document, section, key, message).text(), values, n) != n) {
@@ -42,7 +42,7 @@ bool read_u16_list(IniDocument& document, const std::string& section, const char
   return true;
 }
 
-bool read_d2c_group(IniDocument& document, const std::string& section, std::size_t index,
+bool read_d2c_group(ini_document& document, const std::string& section, std::size_t index,
                     loader_message& message) {
   d2c_cfg_item record{};
   if (!copy_description("desc", checked_value(document, section, "desc", message).text(),

@@ -52,18 +52,18 @@ constexpr std::size_t kEdgeValues = 4;
 
 // Field access of one document, leaving check messages in one buffer.
 struct dpu_reader {
-  IniDocument& document;
+  ini_document& document;
   loader_message& message;
 
   bool has(const char* section, const char* key) {
     return check_field(document, section, key, message) == 0;
   }
-  const IniValue& value(const char* section, const char* key) {
+  const ini_value& value(const char* section, const char* key) {
     return checked_value(document, section, key, message);
   }
   /// The converted value of an optional key, or `fallback` when the key is absent.
   template <typename T>
-  T optional(const char* section, const char* key, T (*convert)(const IniValue&), T fallback) {
+  T optional(const char* section, const char* key, T (*convert)(const ini_value&), T fallback) {
     return has(section, key) ? convert(value(section, key)) : fallback;
   }
 };
@@ -238,7 +238,7 @@ bool read_scheme(dpu_reader& r, const dpu_basic_params& basic, dpu_scheme_config
 }
 
 int load_dpu_document(const char* path) {
-  IniDocument document(path, '=', ';');
+  ini_document document(path, '=', ';');
   // A file without a mode describes no camera mode: nothing to load.
   if (document.find_section("mode") == nullptr) return DRIVER_HELPER_OK;
 

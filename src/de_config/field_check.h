@@ -12,14 +12,14 @@ namespace deflash {
 /// 0 when `section` of `document` holds `key`; otherwise formats
 /// "Field %s not found in section %s" (key, section) into `message` and
 /// returns -1. Never prints and never changes the document.
-int check_field(const IniDocument& document, const std::string& section, const std::string& key,
+int check_field(const ini_document& document, const std::string& section, const std::string& key,
                 loader_message& message);
 
 /// The value of `key` after a field check. A missing key leaves its message
 /// in `message` and reads as empty text, which every typed conversion and
 /// brace list rejects: that is how a required key fails.
-const IniValue& checked_value(IniDocument& document, const std::string& section,
-                              const std::string& key, loader_message& message);
+const ini_value& checked_value(ini_document& document, const std::string& section,
+                               const std::string& key, loader_message& message);
 
 }  // namespace deflash
 

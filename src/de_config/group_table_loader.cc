@@ -15,11 +15,11 @@ namespace {
 
 // Formats the name of group `index` (counted from 0; sections count from 1)
 // and checks that its section exists and holds keys.
-bool find_group_section(const IniDocument& document, std::size_t index, std::string& section,
+bool find_group_section(const ini_document& document, std::size_t index, std::string& section,
                         loader_message& message) {
   message.format("group%zu", index + 1);
   section = message.text();
-  const IniSectionMap* fields = document.find_section(section);
+  const ini_section* fields = document.find_section(section);
   if (fields != nullptr && !fields->empty()) return true;
   message.format("check section %s error", section.c_str());
   return false;
@@ -27,7 +27,7 @@ bool find_group_section(const IniDocument& document, std::size_t index, std::str
 
 int load_group_document(const char* path, std::size_t capacity, uint16_t& count, uint32_t& version,
                         group_reader read_group) {
-  IniDocument document(path, '=', ';');
+  ini_document document(path, '=', ';');
   loader_message message;
   if (check_field(document, "basic", "num", message) != 0) {
     message.print();

@@ -14,7 +14,7 @@ namespace deflash {
 /// Reads section `section` into record `index` of the loader's table; the
 /// record is replaced only when the whole group reads. Returns false with
 /// the reason in `message`. May throw the INI layer's exceptions.
-using group_reader = bool (*)(IniDocument& document, const std::string& section, std::size_t index,
+using group_reader = bool (*)(ini_document& document, const std::string& section, std::size_t index,
                               loader_message& message);
 
 /// Loads the group file at `path`: basic/num (at most `capacity` groups),

@@ -24,7 +24,7 @@ constexpr int kFlagLdmPowerEn = 2;
 
 // Checks a batch of keys; a missing one leaves its message and later reads
 // as empty text.
-void check_fields(const IniDocument& document, const std::string& section,
+void check_fields(const ini_document& document, const std::string& section,
                   std::initializer_list<const char*> keys, loader_message& message) {
   for (const char* key : keys) check_field(document, section, key, message);
 }
@@ -34,7 +34,7 @@ constexpr std::size_t kRangeValues = 4;
 static_assert(sizeof(ir_pre_cfg_item{}.gain_range) == kRangeValues * sizeof(uint32_t),
               "ranges hold four u32");
 
-bool read_range(IniDocument& document, const std::string& section, const char* key,
+bool read_range(ini_document& document, const std::string& section, const char* key,
                 uint32_t (&out)[kRangeValues], loader_message& message) {
   if (parse_brace_list_u32(document.section(section)[key].text(), out, kRangeValues) !=
       kRangeValues) {
@@ -46,7 +46,7 @@ bool read_range(IniDocument& document, const std::string& section, const char* k
 }
 
 template <std::size_t n>
-bool read_u16_list(IniDocument& document, const std::string& section, const char* key,
+bool read_u16_list(ini_document& document, const std::string& section, const char* key,
                    uint16_t (&out)[n], loader_message& message) {
   if (parse_brace_list_u16(document.section(section)[key].text(), out, n) != n) {
     // The misspelling is the message hosts match on; kept on purpose.
@@ -56,16 +56,16 @@ bool read_u16_list(IniDocument& document, const std::string& section, const char
   return true;
 }
 
-uint32_t read_u32(IniDocument& document, const std::string& section, const char* key) {
+uint32_t read_u32(ini_document& document, const std::string& section, const char* key) {
   return as_uint32(document.section(section)[key]);
 }
 
-uint32_t lowest_bit_at(IniDocument& document, const std::string& section, const char* key,
+uint32_t lowest_bit_at(ini_document& document, const std::string& section, const char* key,
                        int bit) {
   return (read_u32(document, section, key) & 1u) << bit;
 }
 
-bool read_ir_pre_group(IniDocument& document, const std::string& section, std::size_t index,
+bool read_ir_pre_group(ini_document& document, const std::string& section, std::size_t index,
                        loader_message& message) {
   ir_pre_cfg_item record{};
   check_fields(document, section, {"dpu_desc"}, message);

@@ -17,7 +17,7 @@ namespace {
 template <typename Convert>
 std::string conversion_error(Convert convert, const std::string& text) {
   try {
-    (void)convert(IniValue(text));
+    (void)convert(ini_value(text));
   } catch (const std::domain_error& e) {
     return e.what();
   } catch (...) {
@@ -26,7 +26,7 @@ std::string conversion_error(Convert convert, const std::string& text) {
   return "no error";
 }
 
-IniValue v(const std::string& text) { return IniValue(text); }
+ini_value v(const std::string& text) { return ini_value(text); }
 
 TEST(AsBool, AcceptsTrueAndOneInAnyCase) {
   EXPECT_TRUE(as_bool(v("true")));

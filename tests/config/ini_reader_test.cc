@@ -13,8 +13,8 @@
 namespace deflash {
 namespace {
 
-IniDocument decoded(const std::string& text) {
-  IniDocument document('=', ';');
+ini_document decoded(const std::string& text) {
+  ini_document document('=', ';');
   document.decode(text);
   return document;
 }
@@ -22,7 +22,7 @@ IniDocument decoded(const std::string& text) {
 // The text of the std::logic_error that decoding `text` throws, or a marker
 // when nothing (or something else) is thrown.
 std::string parse_error(const std::string& text) {
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   try {
     document.decode(text);
   } catch (const std::domain_error& e) {
@@ -34,40 +34,40 @@ std::string parse_error(const std::string& text) {
 }
 
 // The value text of `key` in `section`, or a marker when absent.
-std::string value_of(const IniDocument& document, const std::string& section,
+std::string value_of(const ini_document& document, const std::string& section,
                      const std::string& key) {
-  const IniSectionMap* fields = document.find_section(section);
+  const ini_section* fields = document.find_section(section);
   if (fields == nullptr) return "<no section>";
-  const IniValue* value = fields->find(key);
+  const ini_value* value = fields->find(key);
   return value == nullptr ? "<no field>" : value->text();
 }
 
 TEST(IniReader, EmptyTextGivesAnEmptyDocument) {
-  const IniDocument document = decoded("");
+  const ini_document document = decoded("");
   EXPECT_EQ(document.size(), 0u);
 }
 
 TEST(IniReader, BlankAndCommentOnlyTextGivesAnEmptyDocument) {
-  const IniDocument document = decoded("\n   \n\t\r\n# a\n; b\n% c\n");
+  const ini_document document = decoded("\n   \n\t\r\n# a\n; b\n% c\n");
   EXPECT_EQ(document.size(), 0u);
 }
 
 TEST(IniReader, UnreadableFileGivesAnEmptyDocumentWithoutError) {
   deflash_test::temp_dir dir;
-  const IniDocument document(dir.file("missing.ini"), '=', ';');
+  const ini_document document(dir.file("missing.ini"), '=', ';');
   EXPECT_EQ(document.size(), 0u);
 }
 
 TEST(IniReader, DirectoryInsteadOfFileGivesAnEmptyDocument) {
   deflash_test::temp_dir dir;
-  const IniDocument document(dir.path(), '=', ';');
+  const ini_document document(dir.path(), '=', ';');
   EXPECT_EQ(document.size(), 0u);
 }
 
 TEST(IniReader, FileConstructorDecodesTheFile) {
   deflash_test::temp_dir dir;
   const std::string path = dir.write("module.ini", std::string("[basic]\nbaseline = 50\n"));
-  const IniDocument document(path, '=', ';');
+  const ini_document document(path, '=', ';');
   EXPECT_EQ(document.size(), 1u);
   EXPECT_EQ(value_of(document, "basic", "baseline"), "50");
 }
@@ -76,7 +76,7 @@ TEST(IniReader, FileConstructorReportsSyntaxErrors) {
   deflash_test::temp_dir dir;
   const std::string path = dir.write("bad.ini", std::string("[basic]\nbaseline 50\n"));
   try {
-    const IniDocument document(path, '=', ';');
+    const ini_document document(path, '=', ';');
     FAIL() << "no error";
   } catch (const std::logic_error& e) {
     EXPECT_STREQ(e.what(), "l2: ini parsing failed, no '=' found");
@@ -84,13 +84,13 @@ TEST(IniReader, FileConstructorReportsSyntaxErrors) {
 }
 
 TEST(IniReader, CarriageReturnsAreTrimmedAway) {
-  const IniDocument document = decoded("[basic]\r\nbaseline=50\r\n");
+  const ini_document document = decoded("[basic]\r\nbaseline=50\r\n");
   EXPECT_EQ(document.size(), 1u);
   EXPECT_EQ(value_of(document, "basic", "baseline"), "50");
 }
 
 TEST(IniReader, LastLineWithoutLineFeedIsRead) {
-  const IniDocument document = decoded("[basic]\nbaseline=50");
+  const ini_document document = decoded("[basic]\nbaseline=50");
   EXPECT_EQ(value_of(document, "basic", "baseline"), "50");
 }
 
@@ -114,7 +114,7 @@ TEST(IniReader, TextAfterSectionHeaderFails) {
 }
 
 TEST(IniReader, TrailingBlanksAfterSectionHeaderAreTrimmed) {
-  const IniDocument document = decoded("  [basic]  \t\nx=1\n");
+  const ini_document document = decoded("  [basic]  \t\nx=1\n");
   EXPECT_EQ(value_of(document, "basic", "x"), "1");
 }
 
@@ -128,7 +128,7 @@ TEST(IniReader, LineWithoutSeparatorFails) {
 }
 
 TEST(IniReader, MissingSeparatorMessageNamesTheDocumentsSeparator) {
-  IniDocument document(':', '!');
+  ini_document document(':', '!');
   try {
     document.decode("[basic]\nbaseline = 50\n");
     FAIL() << "no error";
@@ -138,27 +138,27 @@ TEST(IniReader, MissingSeparatorMessageNamesTheDocumentsSeparator) {
 }
 
 TEST(IniReader, FurtherSeparatorsBelongToTheValue) {
-  const IniDocument document = decoded("[s]\nkey = a = b\n");
+  const ini_document document = decoded("[s]\nkey = a = b\n");
   EXPECT_EQ(value_of(document, "s", "key"), "a = b");
 }
 
 TEST(IniReader, FieldWithoutValueStoresTheEmptyText) {
-  const IniDocument document = decoded("[s]\nkey =\n");
+  const ini_document document = decoded("[s]\nkey =\n");
   EXPECT_EQ(value_of(document, "s", "key"), "");
 }
 
 TEST(IniReader, FieldWithoutNameStoresUnderTheEmptyName) {
-  const IniDocument document = decoded("[s]\n= 5\n");
+  const ini_document document = decoded("[s]\n= 5\n");
   EXPECT_EQ(value_of(document, "s", ""), "5");
 }
 
 TEST(IniReader, LastOccurrenceOfAFieldWins) {
-  const IniDocument document = decoded("[s]\nkey=1\nkey=2\n");
+  const ini_document document = decoded("[s]\nkey=1\nkey=2\n");
   EXPECT_EQ(value_of(document, "s", "key"), "2");
 }
 
 TEST(IniReader, RepeatedSectionHeaderReopensTheSection) {
-  const IniDocument document = decoded("[basic]\na=1\nb=2\n[other]\nc=3\n[basic]\nb=20\nd=4\n");
+  const ini_document document = decoded("[basic]\na=1\nb=2\n[other]\nc=3\n[basic]\nb=20\nd=4\n");
   EXPECT_EQ(document.size(), 2u);
   ASSERT_NE(document.find_section("basic"), nullptr);
   EXPECT_EQ(document.find_section("basic")->size(), 3u);
@@ -171,14 +171,14 @@ TEST(IniReader, RepeatedSectionHeaderReopensTheSection) {
 TEST(IniReader, ColumnOneCommentsAreSkippedButCounted) {
   EXPECT_EQ(parse_error("# note\n; note\n% note\n[s]\nbroken\n"),
             "l5: ini parsing failed, no '=' found");
-  const IniDocument document = decoded("# a=1\n; b=2\n% c=3\n[s]\n#x=1\n;y=2\n%z=3\nw=4\n");
+  const ini_document document = decoded("# a=1\n; b=2\n% c=3\n[s]\n#x=1\n;y=2\n%z=3\nw=4\n");
   ASSERT_NE(document.find_section("s"), nullptr);
   EXPECT_EQ(document.find_section("s")->size(), 1u);
   EXPECT_EQ(value_of(document, "s", "w"), "4");
 }
 
 TEST(IniReader, DocumentsOwnCommentCharacterIsAlsoAComment) {
-  IniDocument document('=', '!');
+  ini_document document('=', '!');
   document.decode("! header\n[s]\n! key = 1\nk=2\n");
   ASSERT_NE(document.find_section("s"), nullptr);
   EXPECT_EQ(document.find_section("s")->size(), 1u);
@@ -202,57 +202,57 @@ TEST(IniReader, IndentedCommentBeforeAnySectionIsAFieldWithoutSection) {
 }
 
 TEST(IniReader, IndentedHashCommentWithSeparatorStoresUnderTheEmptyName) {
-  const IniDocument document = decoded("[s]\n  # a = b\n");
+  const ini_document document = decoded("[s]\n  # a = b\n");
   EXPECT_EQ(value_of(document, "s", ""), "b");
   EXPECT_EQ(value_of(document, "s", "a"), "<no field>");
 }
 
 TEST(IniReader, NamesAreCaseSensitive) {
-  const IniDocument document = decoded("[Basic]\nBaseline=1\n");
+  const ini_document document = decoded("[Basic]\nBaseline=1\n");
   EXPECT_EQ(value_of(document, "Basic", "baseline"), "<no field>");
   EXPECT_EQ(value_of(document, "Basic", "Baseline"), "1");
   EXPECT_EQ(value_of(document, "basic", "Baseline"), "<no section>");
 }
 
 TEST(IniReader, SectionNamesAreNotTrimmed) {
-  const IniDocument document = decoded("[ basic ]\nbaseline=50\n");
+  const ini_document document = decoded("[ basic ]\nbaseline=50\n");
   EXPECT_EQ(value_of(document, " basic ", "baseline"), "50");
   EXPECT_EQ(value_of(document, "basic", "baseline"), "<no section>");
 }
 
 TEST(IniReader, FieldNameIsCutAtHash) {
-  const IniDocument document = decoded("[s]\nkey#1 = 3\n");
+  const ini_document document = decoded("[s]\nkey#1 = 3\n");
   EXPECT_EQ(value_of(document, "s", "key"), "3");
 }
 
 TEST(IniReader, HashIsLookedForBeforeSemicolon) {
-  const IniDocument document = decoded("[s]\na;b#c = 3\n");
+  const ini_document document = decoded("[s]\na;b#c = 3\n");
   EXPECT_EQ(value_of(document, "s", "a;b"), "3");
 }
 
 TEST(IniReader, CutFieldNameIsNotTrimmedAgain) {
-  const IniDocument document = decoded("[s]\nspeed ; x = 1\n");
+  const ini_document document = decoded("[s]\nspeed ; x = 1\n");
   EXPECT_EQ(value_of(document, "s", "speed "), "1");
   EXPECT_EQ(value_of(document, "s", "speed"), "<no field>");
 }
 
 TEST(IniReader, ValueKeepsATrailingComment) {
-  const IniDocument document = decoded("[s]\ngain = 5 ; note\n");
+  const ini_document document = decoded("[s]\ngain = 5 ; note\n");
   EXPECT_EQ(value_of(document, "s", "gain"), "5 ; note");
 }
 
 TEST(IniReader, NamesAndValuesAreTrimmedOfCLocaleWhiteSpace) {
-  const IniDocument document = decoded("[s]\n \t\v\fkey \t= \t value \v\f\r\n");
+  const ini_document document = decoded("[s]\n \t\v\fkey \t= \t value \v\f\r\n");
   EXPECT_EQ(value_of(document, "s", "key"), "value");
 }
 
 TEST(IniReader, HighBytesAreNeverWhiteSpace) {
-  const IniDocument document = decoded("[s]\nkey = \xA0value\x85\n");
+  const ini_document document = decoded("[s]\nkey = \xA0value\x85\n");
   EXPECT_EQ(value_of(document, "s", "key"), "\xA0value\x85");
 }
 
 TEST(IniReader, FieldsReadBeforeAnErrorStayInTheDocument) {
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   EXPECT_THROW(document.decode("[a]\nx=1\n[b]\ny=2\nbroken\n"), std::logic_error);
   EXPECT_EQ(document.size(), 2u);
   EXPECT_EQ(value_of(document, "a", "x"), "1");
@@ -260,7 +260,7 @@ TEST(IniReader, FieldsReadBeforeAnErrorStayInTheDocument) {
 }
 
 TEST(IniReader, DecodingAgainStartsFromAnEmptyDocument) {
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   document.decode("[a]\nx=1\n[b]\ny=2\n");
   ASSERT_EQ(document.size(), 2u);
   document.decode("[c]\nz=3\n");
@@ -272,7 +272,7 @@ TEST(IniReader, DecodingAgainStartsFromAnEmptyDocument) {
 }
 
 TEST(IniReader, LineCounterRestartsOnEachDecoding) {
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   document.decode("[a]\nx=1\ny=2\n");
   try {
     document.decode("x=1\n");
@@ -283,14 +283,14 @@ TEST(IniReader, LineCounterRestartsOnEachDecoding) {
 }
 
 TEST(IniReader, DecodesFromAnyStream) {
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   std::istringstream in("[s]\nk = v\n");
   ini_decode(in, document);
   EXPECT_EQ(value_of(document, "s", "k"), "v");
 }
 
 TEST(IniReader, FailedStreamDecodesToNothing) {
-  IniDocument document('=', ';');
+  ini_document document('=', ';');
   document.decode("[old]\nk=v\n");
   std::istringstream in("[s]\nk = v\n");
   in.setstate(std::ios::failbit);
@@ -300,12 +300,12 @@ TEST(IniReader, FailedStreamDecodesToNothing) {
 
 TEST(IniReader, LongLinesAreReadWhole) {
   const std::string long_value(100000, 'x');
-  const IniDocument document = decoded("[s]\nk=" + long_value + "\n");
+  const ini_document document = decoded("[s]\nk=" + long_value + "\n");
   EXPECT_EQ(value_of(document, "s", "k"), long_value);
 }
 
 TEST(IniSectionLookup, SectionLookupInsertsAnEmptySection) {
-  IniDocument document = decoded("[a]\nx=1\n");
+  ini_document document = decoded("[a]\nx=1\n");
   EXPECT_EQ(document.find_section("b"), nullptr);
   EXPECT_TRUE(document.section("b").empty());
   EXPECT_EQ(document.size(), 2u);
@@ -313,22 +313,22 @@ TEST(IniSectionLookup, SectionLookupInsertsAnEmptySection) {
 }
 
 TEST(IniSectionLookup, FieldFindDoesNotInsert) {
-  IniDocument document = decoded("[a]\nx=1\n");
-  IniSectionMap& section = document.section("a");
+  ini_document document = decoded("[a]\nx=1\n");
+  ini_section& section = document.section("a");
   EXPECT_EQ(section.find("y"), nullptr);
   EXPECT_EQ(section.size(), 1u);
 }
 
 TEST(IniSectionLookup, FieldAccessInsertsAnEmptyValue) {
-  IniDocument document = decoded("[a]\nx=1\n");
-  IniSectionMap& section = document.section("a");
+  ini_document document = decoded("[a]\nx=1\n");
+  ini_section& section = document.section("a");
   EXPECT_EQ(section["x"].text(), "1");
   EXPECT_EQ(section["y"].text(), "");
   EXPECT_EQ(section.size(), 2u);
 }
 
 TEST(IniSectionLookup, DocumentKeepsItsSeparatorAndCommentCharacter) {
-  const IniDocument document(':', '#');
+  const ini_document document(':', '#');
   EXPECT_EQ(document.separator(), ':');
   EXPECT_EQ(document.comment(), '#');
 }

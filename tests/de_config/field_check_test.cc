@@ -10,19 +10,19 @@
 #include "support/console_capture.h"
 
 using deflash::check_field;
-using deflash::IniDocument;
+using deflash::ini_document;
 using deflash::loader_message;
 
 namespace {
-IniDocument document_of(const std::string& text) {
-  IniDocument document('=', ';');
+ini_document document_of(const std::string& text) {
+  ini_document document('=', ';');
   document.decode(text);
   return document;
 }
 }  // namespace
 
 TEST(FieldCheck, PresentKeyPassesAndLeavesTheMessage) {
-  const IniDocument document = document_of("[basic]\nnum = 3\n");
+  const ini_document document = document_of("[basic]\nnum = 3\n");
   loader_message message;
   message.format("earlier");
   EXPECT_EQ(check_field(document, "basic", "num", message), 0);
@@ -30,7 +30,7 @@ TEST(FieldCheck, PresentKeyPassesAndLeavesTheMessage) {
 }
 
 TEST(FieldCheck, MissingKeyFormatsTheMessageWithoutPrinting) {
-  const IniDocument document = document_of("[basic]\nnum = 3\n");
+  const ini_document document = document_of("[basic]\nnum = 3\n");
   loader_message message;
   const auto out = deflash_test::capture_console(
       [&] { EXPECT_EQ(check_field(document, "basic", "version", message), -1); });
@@ -40,7 +40,7 @@ TEST(FieldCheck, MissingKeyFormatsTheMessageWithoutPrinting) {
 }
 
 TEST(FieldCheck, MissingSectionFailsTheSameWayAndIsNotInserted) {
-  const IniDocument document = document_of("[basic]\nnum = 3\n");
+  const ini_document document = document_of("[basic]\nnum = 3\n");
   loader_message message;
   EXPECT_EQ(check_field(document, "group1", "desc", message), -1);
   EXPECT_STREQ(message.text(), "Field desc not found in section group1");
@@ -48,7 +48,7 @@ TEST(FieldCheck, MissingSectionFailsTheSameWayAndIsNotInserted) {
 }
 
 TEST(FieldCheck, CheckedValueOfAMissingKeyReadsAsEmptyText) {
-  IniDocument document = document_of("[mode]\nlaser_type = 1\n");
+  ini_document document = document_of("[mode]\nlaser_type = 1\n");
   loader_message message;
   EXPECT_EQ(deflash::checked_value(document, "mode", "version", message).text(), "");
   EXPECT_STREQ(message.text(), "Field version not found in section mode");
