@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "deflash/calib_records.h"
+#include "rectify/simd_path.h"
 
 namespace deflash {
 
@@ -25,29 +26,25 @@ constexpr uint32_t kStartRowsBadSize = 0xFFFFFFFEu;
 /// Depth of the line buffer in source rows for a source `width` (> 0).
 int32_t line_buffer_depth(int32_t width);
 
-/// How step "source span of each destination row" walks the columns.
-enum class column_walk {
-  kFourColumns,  ///< four columns per pass, row terms hoisted (production)
-  kOneColumn,    ///< one column at a time, the plain form the first is checked against
-};
-
 /// Per destination row working values, kept for inspection.
 struct start_rows_working {
-  std::vector<int32_t> last_needed;   ///< last source row needed plus the lower reserve
-  std::vector<int32_t> last_allowed;  ///< first source row needed minus the upper reserve plus depth
-  std::vector<int32_t> start_row;     ///< interpolated start row
+  std::vector<int32_t> last_needed;  ///< last source row needed plus the lower reserve
+  std::vector<int32_t>
+      last_allowed;                ///< first source row needed minus the upper reserve plus depth
+  std::vector<int32_t> start_row;  ///< interpolated start row
 };
 
-/// The computation behind `calc_start_rows_lut`, with the column walk chosen
-/// and, when `working` is not null, the working arrays handed back as they
-/// stand after the start rows are computed (envelope applied).
+/// The computation behind `calc_start_rows_lut` on the column walk `path`
+/// (one the processor lacks runs the plain loop; every walk gives the same
+/// table) and, when `working` is not null, the working arrays handed back as
+/// they stand after the start rows are computed (envelope applied).
 uint32_t compute_start_rows_lut(const DeCameraIntrinsic_S* src, const DeCameraIntrinsic_S* dst,
                                 const float* distortion, const double* matrix, int32_t* lut,
-                                int32_t rows, const uint8_t* reserved, column_walk walk,
+                                int32_t rows, const uint8_t* reserved, simd_path path,
                                 start_rows_working* working);
 
-/// `calc_start_rows_lut` with the plain one-column loop; same results bit
-/// for bit. For tests and the benchmark.
+/// `calc_start_rows_lut` on the plain one-column loop; same results bit for
+/// bit. For tests and the benchmark.
 uint32_t calc_start_rows_lut_reference(const DeCameraIntrinsic_S* src,
                                        const DeCameraIntrinsic_S* dst, const float* distortion,
                                        const double* matrix, int32_t* lut, int32_t rows,

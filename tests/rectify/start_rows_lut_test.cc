@@ -1,6 +1,6 @@
 // Tests of the start-row table: buffer depth, working arrays on geometries
-// whose answer is known, the argument checks and the four-column walk
-// against the one-column walk.
+// whose answer is known, the argument checks and every vector walk against
+// the plain one-column loop.
 #include "rectify/start_rows_lut.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-using deflash::column_walk;
+using deflash::simd_path;
 using deflash::start_rows_working;
 
 using matrix3 = std::array<double, 9>;
@@ -45,8 +45,8 @@ matrix3 rotation(double ax, double ay, double az) {
 // Back-projection R^T * K^-1 of a destination camera.
 matrix3 back_projection(const matrix3& r, const DeCameraIntrinsic_S& dst) {
   const matrix3 rt = {r[0], r[3], r[6], r[1], r[4], r[7], r[2], r[5], r[8]};
-  const matrix3 k_inv = {1.0 / dst.fx, 0, -dst.cx / dst.fx, 0, 1.0 / dst.fy, -dst.cy / dst.fy,
-                         0, 0, 1};
+  const matrix3 k_inv = {
+      1.0 / dst.fx, 0, -dst.cx / dst.fx, 0, 1.0 / dst.fy, -dst.cy / dst.fy, 0, 0, 1};
   return multiply(rt, k_inv);
 }
 
@@ -64,8 +64,8 @@ struct geometry {
 geometry identity_geometry(uint16_t width, uint16_t height, uint16_t dst_height,
                            std::array<uint8_t, 2> reserved) {
   geometry g{};
-  g.src = {512.0f, 512.0f, static_cast<float>(width / 2), static_cast<float>(height / 2), width,
-           height};
+  g.src = {512.0f, 512.0f, static_cast<float>(width / 2), static_cast<float>(height / 2),
+           width,  height};
   g.dst = g.src;
   g.dst.height = dst_height;
   g.matrix = back_projection(kIdentityRotation, g.dst);
@@ -79,45 +79,54 @@ struct lut_result {
   start_rows_working working;
 };
 
-lut_result run(const geometry& g, column_walk walk, int32_t rows) {
+lut_result run(const geometry& g, simd_path path, int32_t rows) {
   lut_result result;
   result.lut.assign(static_cast<std::size_t>(rows > 0 ? rows : 1), 77);
-  result.err = deflash::compute_start_rows_lut(&g.src, &g.dst, g.distortion.data(),
-                                               g.matrix.data(), result.lut.data(), rows,
-                                               g.reserved.data(), walk, &result.working);
+  result.err = deflash::compute_start_rows_lut(&g.src, &g.dst, g.distortion.data(), g.matrix.data(),
+                                               result.lut.data(), rows, g.reserved.data(), path,
+                                               &result.working);
   return result;
 }
 
-lut_result run(const geometry& g, column_walk walk = column_walk::kFourColumns) {
-  return run(g, walk, g.src.height);
+lut_result run(const geometry& g, simd_path path = deflash::widest_simd_path()) {
+  return run(g, path, g.src.height);
 }
 
-// Both column walks give the same table and the same working arrays.
-void expect_walks_agree(const geometry& g) {
-  const lut_result fast = run(g, column_walk::kFourColumns);
-  const lut_result plain = run(g, column_walk::kOneColumn);
-  ASSERT_EQ(fast.err, 0u);
-  ASSERT_EQ(plain.err, 0u);
+// Table and working arrays of `path` against the plain loop's.
+void expect_path_agrees(const geometry& g, simd_path path, const lut_result& plain) {
+  SCOPED_TRACE(deflash::simd_path_name(path));
+  const lut_result fast = run(g, path);
+  ASSERT_EQ(fast.err, plain.err);
   EXPECT_EQ(fast.lut, plain.lut);
   EXPECT_EQ(fast.working.last_needed, plain.working.last_needed);
   EXPECT_EQ(fast.working.last_allowed, plain.working.last_allowed);
   EXPECT_EQ(fast.working.start_row, plain.working.start_row);
+}
+
+// Every path this processor runs gives the plain loop's table and working
+// arrays, and so do the export and the reference entry.
+void expect_walks_agree(const geometry& g) {
+  const lut_result plain = run(g, simd_path::kScalar);
+  ASSERT_EQ(plain.err, 0u);
+  for (const simd_path path : deflash::kSimdPaths) {
+    if (deflash::simd_path_supported(path)) expect_path_agrees(g, path, plain);
+  }
 
   std::vector<int32_t> exported(g.src.height, 0);
   ASSERT_EQ(calc_start_rows_lut(&g.src, &g.dst, g.distortion.data(), g.matrix.data(),
                                 exported.data(), g.src.height, g.reserved.data()),
             0u);
-  EXPECT_EQ(exported, fast.lut);
+  EXPECT_EQ(exported, plain.lut);
   std::vector<int32_t> reference(g.src.height, 0);
-  ASSERT_EQ(deflash::calc_start_rows_lut_reference(&g.src, &g.dst, g.distortion.data(),
-                                                   g.matrix.data(), reference.data(),
-                                                   g.src.height, g.reserved.data()),
-            0u);
+  ASSERT_EQ(
+      deflash::calc_start_rows_lut_reference(&g.src, &g.dst, g.distortion.data(), g.matrix.data(),
+                                             reference.data(), g.src.height, g.reserved.data()),
+      0u);
   EXPECT_EQ(reference, plain.lut);
 
   // Not a vacuous comparison: some source rows start a destination row.
   int32_t assigned = 0;
-  for (std::size_t s = 0; s + 1 < fast.lut.size(); ++s) assigned += fast.lut[s] >= 0 ? 1 : 0;
+  for (std::size_t s = 0; s + 1 < plain.lut.size(); ++s) assigned += plain.lut[s] >= 0 ? 1 : 0;
   EXPECT_GT(assigned, 0);
 }
 
@@ -146,8 +155,8 @@ TEST(StartRowsLut, AllowedRowsGrowByTheBufferDepthOfEachWidth) {
     uint16_t height;
     int32_t depth;
   };
-  for (const width_case& c : {width_case{1280, 800, 300}, width_case{640, 480, 600},
-                              width_case{1000, 600, 384}}) {
+  for (const width_case& c :
+       {width_case{1280, 800, 300}, width_case{640, 480, 600}, width_case{1000, 600, 384}}) {
     const lut_result result = run(identity_geometry(c.width, c.height, c.height, {0, 0}));
     ASSERT_EQ(result.err, 0u);
     EXPECT_EQ(result.working.last_allowed[0], c.depth) << c.width;
@@ -187,12 +196,12 @@ TEST(StartRowsLut, ShortDestinationWithinTheBufferSpreadsInIntegers) {
   EXPECT_EQ(result.working.last_needed[799], 399);
   EXPECT_EQ(result.working.last_allowed[799], 699);
   EXPECT_EQ(result.working.start_row[3], 4);
-  EXPECT_EQ(result.working.start_row[399], 548);    // 149.625 -> 149, + 399
-  EXPECT_EQ(result.working.start_row[401], 549);    // 150.375 -> 150, + 399
-  EXPECT_EQ(result.working.start_row[799], 698);    // 299.625 -> 299, + 399
+  EXPECT_EQ(result.working.start_row[399], 548);  // 149.625 -> 149, + 399
+  EXPECT_EQ(result.working.start_row[401], 549);  // 150.375 -> 150, + 399
+  EXPECT_EQ(result.working.start_row[799], 698);  // 299.625 -> 299, + 399
   EXPECT_EQ(result.lut[0], 0);
   EXPECT_EQ(result.lut[2], 2);
-  EXPECT_EQ(result.lut[3], 2);    // no row starts at 3: the previous entry carries on
+  EXPECT_EQ(result.lut[3], 2);  // no row starts at 3: the previous entry carries on
   EXPECT_EQ(result.lut[4], 3);
   EXPECT_EQ(result.lut[549], 402);  // rows 400, 401 and 402 all start at 549: the last wins
   EXPECT_EQ(result.lut[698], 799);
@@ -249,8 +258,8 @@ TEST(StartRowsLut, LastEntryIsAlwaysTheEndMarker) {
   geometry outside = identity_geometry(1280, 800, 800, {0, 0});
   outside.dst.cy = 5000.0f;  // every destination row far below the sensor
   outside.matrix = back_projection(kIdentityRotation, outside.dst);
-  for (const geometry& g : {outside, realistic_geometry(1280, 800),
-                            identity_geometry(1280, 800, 800, {0, 0})}) {
+  for (const geometry& g :
+       {outside, realistic_geometry(1280, 800), identity_geometry(1280, 800, 800, {0, 0})}) {
     const lut_result result = run(g);
     ASSERT_EQ(result.err, 0u);
     EXPECT_EQ(result.lut[799], 823);
@@ -274,8 +283,8 @@ TEST(StartRowsLut, RowCountOtherThanTheSourceHeightLeavesTheTableUntouched) {
   const geometry g = identity_geometry(1280, 800, 800, {0, 0});
   std::vector<int32_t> lut(801, 77);
   const auto out = deflash_test::capture_console([&] {
-    EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, g.distortion.data(), g.matrix.data(),
-                                  lut.data(), 801, g.reserved.data()),
+    EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, g.distortion.data(), g.matrix.data(), lut.data(),
+                                  801, g.reserved.data()),
               0xFFFFFFFEu);
   });
   EXPECT_EQ(lut, std::vector<int32_t>(801, 77));
@@ -308,8 +317,8 @@ TEST(StartRowsLut, SizesThatWouldOverrunTheArraysAreRefused) {
     g.dst.height = c.dst_height;
     const int32_t rows = static_cast<int16_t>(c.src_height);
     std::vector<int32_t> lut(900, 77);
-    EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, g.distortion.data(), g.matrix.data(),
-                                  lut.data(), rows, g.reserved.data()),
+    EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, g.distortion.data(), g.matrix.data(), lut.data(),
+                                  rows, g.reserved.data()),
               0xFFFFFFFEu)
         << c.what;
     EXPECT_EQ(lut, std::vector<int32_t>(900, 77)) << c.what;
@@ -325,8 +334,7 @@ TEST(StartRowsLut, NullInputsAreRefusedWithoutTouchingTheTable) {
   EXPECT_EQ(calc_start_rows_lut(nullptr, &g.dst, dist, m, lut.data(), 800, res), 0xFFFFFFFEu);
   EXPECT_EQ(calc_start_rows_lut(&g.src, nullptr, dist, m, lut.data(), 800, res), 0xFFFFFFFEu);
   EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, nullptr, m, lut.data(), 800, res), 0xFFFFFFFEu);
-  EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, dist, nullptr, lut.data(), 800, res),
-            0xFFFFFFFEu);
+  EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, dist, nullptr, lut.data(), 800, res), 0xFFFFFFFEu);
   EXPECT_EQ(calc_start_rows_lut(&g.src, &g.dst, dist, m, lut.data(), 800, nullptr), 0xFFFFFFFEu);
   EXPECT_EQ(lut, std::vector<int32_t>(800, 77));
 }
