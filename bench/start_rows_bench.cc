@@ -1,17 +1,23 @@
-// Start-row table of a 1280 x 800 IR camera: the four-column walk the library
-// uses against the plain one-column walk over the same pixels.
+// Start-row table of a 1280 x 800 IR camera on each column walk, against
+// OpenCV's initUndistortRectifyMap computing the same projection per pixel.
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <vector>
 
 #include "deflash/rectify.h"
+#include "rectify/simd_path.h"
 #include "rectify/start_rows_lut.h"
 
+#if defined(DEFLASH_BENCH_OPENCV)
+#include <opencv2/calib3d.hpp>
+#include <opencv2/core.hpp>
+#endif
+
 namespace {
+
+using deflash::simd_path;
 
 // A realistic module: mild barrel distortion, a rectifying rotation of a
 // fraction of a degree, virtual focal length a little shorter than the real one.
@@ -19,7 +25,8 @@ struct camera {
   DeCameraIntrinsic_S src;
   DeCameraIntrinsic_S dst;
   float distortion[8];
-  double matrix[9];
+  double rotation[9];  // R, row-major: rectified from source
+  double matrix[9];    // M = R^T * K_dst^-1
   uint8_t reserved[2];
   int32_t rows;
 };
@@ -35,10 +42,16 @@ camera ir_camera() {
   const double cx = std::cos(ax), sx = std::sin(ax);
   const double cy = std::cos(ay), sy = std::sin(ay);
   const double cz = std::cos(az), sz = std::sin(az);
-  const double r[9] = {cz * cy, cz * sy * sx - sz * cx, cz * sy * cx + sz * sx,
-                       sz * cy, sz * sy * sx + cz * cx, sz * sy * cx - cz * sx,
-                       -sy,     cy * sx,                cy * cx};
-  // M = R^T * K_dst^-1.
+  const double r[9] = {cz * cy,
+                       cz * sy * sx - sz * cx,
+                       cz * sy * cx + sz * sx,
+                       sz * cy,
+                       sz * sy * sx + cz * cx,
+                       sz * sy * cx - cz * sx,
+                       -sy,
+                       cy * sx,
+                       cy * cx};
+  for (int i = 0; i < 9; ++i) cam.rotation[i] = r[i];
   const double fx = cam.dst.fx, fy = cam.dst.fy, px = cam.dst.cx, py = cam.dst.cy;
   for (int i = 0; i < 3; ++i) {
     cam.matrix[3 * i + 0] = r[i] / fx;
@@ -51,86 +64,81 @@ camera ir_camera() {
   return cam;
 }
 
-uint32_t four_columns(const camera& cam, int32_t* lut) {
-  return calc_start_rows_lut(&cam.src, &cam.dst, cam.distortion, cam.matrix, lut, cam.rows,
-                             cam.reserved);
-}
-
-uint32_t one_column(const camera& cam, int32_t* lut) {
-  return deflash::calc_start_rows_lut_reference(&cam.src, &cam.dst, cam.distortion, cam.matrix,
-                                                lut, cam.rows, cam.reserved);
+uint32_t start_rows(const camera& cam, simd_path path, int32_t* lut) {
+  return deflash::compute_start_rows_lut(&cam.src, &cam.dst, cam.distortion, cam.matrix, lut,
+                                         cam.rows, cam.reserved, path, nullptr);
 }
 
 void set_pixel_rate(benchmark::State& state, const camera& cam) {
-  state.counters["pixels"] = benchmark::Counter(
-      static_cast<double>(cam.dst.width) * cam.dst.height,
-      benchmark::Counter::kIsIterationInvariantRate);
+  state.counters["pixels"] = benchmark::Counter(static_cast<double>(cam.dst.width) * cam.dst.height,
+                                                benchmark::Counter::kIsIterationInvariantRate);
 }
 
-void BM_StartRowsFourColumns(benchmark::State& state) {
-  const camera cam = ir_camera();
-  std::vector<int32_t> lut(static_cast<std::size_t>(cam.rows));
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(four_columns(cam, lut.data()));
-    benchmark::ClobberMemory();
+// The table on one column walk; a walk this processor lacks is reported as
+// skipped, and one whose table differs from the plain loop's as an error.
+void BM_StartRows(benchmark::State& state, simd_path path) {
+  if (!deflash::simd_path_supported(path)) {
+    state.SkipWithError("this processor has no such path");
+    return;
   }
-  set_pixel_rate(state, cam);
-}
-BENCHMARK(BM_StartRowsFourColumns)->Unit(benchmark::kMillisecond);
-
-void BM_StartRowsOneColumn(benchmark::State& state) {
   const camera cam = ir_camera();
-  std::vector<int32_t> lut(static_cast<std::size_t>(cam.rows));
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(one_column(cam, lut.data()));
-    benchmark::ClobberMemory();
-  }
-  set_pixel_rate(state, cam);
-}
-BENCHMARK(BM_StartRowsOneColumn)->Unit(benchmark::kMillisecond);
-
-// Both walks timed back to back in each iteration, so that the ratio sees
-// the same machine load; "speedup" is one-column time over four-column time.
-void BM_StartRowsSpeedup(benchmark::State& state) {
-  using clock = std::chrono::steady_clock;
-  const camera cam = ir_camera();
-  std::vector<int32_t> lut(static_cast<std::size_t>(cam.rows));
-  double fast_seconds = 0.0;
-  double plain_seconds = 0.0;
-  for (auto _ : state) {
-    const auto t0 = clock::now();
-    benchmark::DoNotOptimize(four_columns(cam, lut.data()));
-    benchmark::ClobberMemory();
-    const auto t1 = clock::now();
-    benchmark::DoNotOptimize(one_column(cam, lut.data()));
-    benchmark::ClobberMemory();
-    const auto t2 = clock::now();
-    fast_seconds += std::chrono::duration<double>(t1 - t0).count();
-    plain_seconds += std::chrono::duration<double>(t2 - t1).count();
-  }
-  state.counters["speedup"] = fast_seconds > 0.0 ? plain_seconds / fast_seconds : 0.0;
-}
-BENCHMARK(BM_StartRowsSpeedup)->Unit(benchmark::kMillisecond);
-
-// The speed is worth nothing unless the tables are the same.
-bool walks_agree() {
-  const camera cam = ir_camera();
-  std::vector<int32_t> fast(static_cast<std::size_t>(cam.rows), 0);
+  std::vector<int32_t> lut(static_cast<std::size_t>(cam.rows), 0);
   std::vector<int32_t> plain(static_cast<std::size_t>(cam.rows), 1);
-  if (four_columns(cam, fast.data()) != 0 || one_column(cam, plain.data()) != 0) return false;
-  return fast == plain;
+  if (start_rows(cam, path, lut.data()) != 0 ||
+      start_rows(cam, simd_path::kScalar, plain.data()) != 0 || lut != plain) {
+    state.SkipWithError("table differs from the plain loop's");
+    return;
+  }
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(start_rows(cam, path, lut.data()));
+    benchmark::ClobberMemory();
+  }
+  set_pixel_rate(state, cam);
 }
+BENCHMARK_CAPTURE(BM_StartRows, scalar, simd_path::kScalar)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_StartRows, sse2, simd_path::kSse2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_StartRows, avx2, simd_path::kAvx2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_StartRows, avx512, simd_path::kAvx512)->Unit(benchmark::kMillisecond);
+
+// What the exported calc_start_rows_lut runs: the widest path, or DEFLASH_SIMD's.
+void BM_StartRowsExport(benchmark::State& state) {
+  const camera cam = ir_camera();
+  std::vector<int32_t> lut(static_cast<std::size_t>(cam.rows), 0);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(calc_start_rows_lut(&cam.src, &cam.dst, cam.distortion, cam.matrix,
+                                                 lut.data(), cam.rows, cam.reserved));
+    benchmark::ClobberMemory();
+  }
+  state.SetLabel(deflash::simd_path_name(deflash::chosen_simd_path()));
+  set_pixel_rate(state, cam);
+}
+BENCHMARK(BM_StartRowsExport)->Unit(benchmark::kMillisecond);
+
+#if defined(DEFLASH_BENCH_OPENCV)
+// The same rational lens model and rectifying rotation as OpenCV takes them:
+// distortion (k1, k2, p1, p2, k3, k4, k5, k6), one thread, float maps.
+void BM_OpenCvRectifyMap(benchmark::State& state) {
+  const camera cam = ir_camera();
+  const int previous_threads = cv::getNumThreads();
+  cv::setNumThreads(1);
+  const cv::Matx33d k(cam.src.fx, 0, cam.src.cx, 0, cam.src.fy, cam.src.cy, 0, 0, 1);
+  const cv::Matx33d p(cam.dst.fx, 0, cam.dst.cx, 0, cam.dst.fy, cam.dst.cy, 0, 0, 1);
+  const cv::Matx33d r(cam.rotation);
+  const float* d = cam.distortion;
+  const cv::Mat coefficients =
+      (cv::Mat_<double>(1, 8) << d[0], d[1], d[6], d[7], d[2], d[3], d[4], d[5]);
+  cv::Mat map_x;
+  cv::Mat map_y;
+  for (auto _ : state) {
+    cv::initUndistortRectifyMap(k, coefficients, r, p, cv::Size(cam.dst.width, cam.dst.height),
+                                CV_32FC1, map_x, map_y);
+    benchmark::DoNotOptimize(map_x.data);
+    benchmark::ClobberMemory();
+  }
+  cv::setNumThreads(previous_threads);
+  set_pixel_rate(state, cam);
+}
+BENCHMARK(BM_OpenCvRectifyMap)->Unit(benchmark::kMillisecond);
+#endif
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  if (!walks_agree()) {
-    std::fprintf(stderr, "start_rows_bench: four-column and one-column tables differ\n");
-    return 1;
-  }
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}

@@ -1,0 +1,190 @@
+#!/usr/bin/env python3
+"""Turns deflash_bench's JSON output into the ratios against OpenCV and docs/performance.md.
+
+Usage: bench/report.py RESULTS.json OUTPUT.md --compiler TEXT --commit TEXT [--command TEXT]
+Figures are the medians of the repetitions; ratios and targets use CPU time, which
+other processes on a shared machine disturb less than wall time.
+"""
+
+import argparse
+import datetime
+import json
+import platform
+import sys
+
+# (what, deflash benchmark, OpenCV benchmark, target ratio or None)
+COMPARISONS = [
+    ("Start-row table, scalar", "BM_StartRows/scalar", "BM_OpenCvRectifyMap", None),
+    ("Start-row table, SSE2", "BM_StartRows/sse2", "BM_OpenCvRectifyMap", None),
+    ("Start-row table, AVX2", "BM_StartRows/avx2", "BM_OpenCvRectifyMap", 1.0),
+    ("Start-row table, AVX-512", "BM_StartRows/avx512", "BM_OpenCvRectifyMap", None),
+    ("Start-row table, path the library chooses", "BM_StartRowsExport", "BM_OpenCvRectifyMap", 0.7),
+    ("Debug check, one 8-bit IR image", "BM_CalibDebugCheck8Bit", "BM_OpenCvRectifyRemap8Bit",
+     None),
+]
+
+# (what, benchmark, limit in milliseconds)
+ABSOLUTE_TARGETS = [
+    ("Calibration image of the example module (two configurations)",
+     "BM_CalibImageExampleModule", 10.0),
+]
+
+DESCRIPTIONS = {
+    "BM_StartRows/scalar": "start-row table, 1280x800, plain one-column loop",
+    "BM_StartRows/sse2": "start-row table, 1280x800, SSE2 walk (2 columns per vector)",
+    "BM_StartRows/avx2": "start-row table, 1280x800, AVX2 walk (4 columns per vector)",
+    "BM_StartRows/avx512": "start-row table, 1280x800, AVX-512 walk (8 columns per vector)",
+    "BM_StartRowsExport": "`calc_start_rows_lut` as exported (path chosen at run time)",
+    "BM_OpenCvRectifyMap": "OpenCV `initUndistortRectifyMap`, same camera, CV_32FC1, 1 thread",
+    "BM_CalibDebugCheck8Bit": "`check_soc_calib_debug`, left 8-bit IR image of the example module",
+    "BM_OpenCvRectifyRemap8Bit":
+        "OpenCV `initUndistortRectifyMap` + `remap` INTER_LINEAR, same record, 1 thread",
+    "BM_CalibImageExampleModule":
+        "`gen_soc_calib_flash_param_de`, example module, close and long range",
+    "BM_StartRowImageExampleModule":
+        "`gen_soc_start_row_param_de`, example module, close and long range",
+    "BM_DepthEngineImageExampleModule":
+        "depth-engine image in memory: dpu_close, dpu_long, d2c, ir_pre",
+    "BM_IniLoad2000Keys": "INI document of 2,000 keys read from a file",
+}
+
+
+def to_ms(value, unit):
+    return value * {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}[unit]
+
+
+def medians(results):
+    """Median CPU and wall time (ms) per benchmark, and benchmarks that reported an error."""
+    figures = {}
+    errors = {}
+    for run in results["benchmarks"]:
+        name = run.get("run_name", run["name"])
+        if run.get("error_occurred"):
+            errors[name] = run.get("error_message", "error")
+            continue
+        aggregate = run.get("aggregate_name")
+        if aggregate not in (None, "median"):
+            continue
+        if aggregate is None and name in figures:
+            continue  # a single run without repetitions: keep the first
+        figures[name] = {
+            "cpu": to_ms(run["cpu_time"], run["time_unit"]),
+            "real": to_ms(run["real_time"], run["time_unit"]),
+        }
+    return figures, errors
+
+
+def cpu_model():
+    try:
+        with open("/proc/cpuinfo", encoding="utf-8") as cpuinfo:
+            lines = cpuinfo.read().splitlines()
+    except OSError:
+        return platform.processor() or "unknown", ""
+    model = next((l.split(":", 1)[1].strip() for l in lines if l.startswith("model name")),
+                 "unknown")
+    flags = next((l.split(":", 1)[1].split() for l in lines if l.startswith("flags")), [])
+    wanted = ["sse2", "avx", "avx2", "fma", "avx512f", "avx512dq", "avx512vl"]
+    return model, " ".join(f for f in wanted if f in flags)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("results")
+    parser.add_argument("output")
+    parser.add_argument("--compiler", required=True)
+    parser.add_argument("--commit", required=True)
+    parser.add_argument("--command", default="bash bench/run.sh")
+    args = parser.parse_args()
+
+    with open(args.results, encoding="utf-8") as f:
+        results = json.load(f)
+    figures, errors = medians(results)
+    context = results.get("context", {})
+    model, flags = cpu_model()
+
+    comparison_rows = []
+    print("OpenCV comparisons (deflash / OpenCV, median CPU time):")
+    for what, ours, theirs, target in COMPARISONS:
+        if ours not in figures or theirs not in figures:
+            reason = errors.get(ours) or errors.get(theirs) or "not measured"
+            print(f"  {what}: {reason}")
+            comparison_rows.append(f"| {what} | – | – | – | {reason} |")
+            continue
+        ratio = figures[ours]["cpu"] / figures[theirs]["cpu"]
+        verdict = "" if target is None else (
+            f"≤ {target:.1f}x: {'reached' if ratio <= target else 'NOT reached'}")
+        print(f"  {what}: {ratio:.2f}x {verdict}".rstrip())
+        comparison_rows.append(
+            f"| {what} | {figures[ours]['cpu']:.2f} | {figures[theirs]['cpu']:.2f} | "
+            f"{ratio:.2f}x | {verdict or '–'} |")
+
+    absolute_rows = []
+    for what, name, limit in ABSOLUTE_TARGETS:
+        if name not in figures:
+            absolute_rows.append(f"| {what} | – | – | {errors.get(name, 'not measured')} |")
+            continue
+        cpu = figures[name]["cpu"]
+        real = figures[name]["real"]
+        verdict = f"< {limit:.0f} ms: {'reached' if cpu < limit else 'NOT reached'}"
+        print(f"  {what}: {cpu:.2f} ms CPU ({real:.2f} ms wall) {verdict}")
+        absolute_rows.append(f"| {what} | {cpu:.2f} | {real:.2f} | {verdict} |")
+
+    all_rows = []
+    for name, figure in figures.items():
+        all_rows.append(f"| `{name}` | {DESCRIPTIONS.get(name, '')} | {figure['cpu']:.3f} | "
+                        f"{figure['real']:.3f} |")
+    for name, message in errors.items():
+        all_rows.append(f"| `{name}` | {DESCRIPTIONS.get(name, '')} | {message} | |")
+
+    load = context.get("load_avg", [])
+    load_text = ", ".join(f"{x:.2f}" for x in load) if load else "unknown"
+    today = datetime.date.today().isoformat()
+    text = f"""# Performance
+
+Written by `bench/run.sh` ({today}); run it again rather than editing this file.
+Every figure is the median of the repetitions of one `deflash_bench` run, in
+milliseconds. Ratios and targets use CPU time: the machine is shared, and wall
+time also counts the time other processes held the core. OpenCV runs on one
+thread, as the library does.
+
+## Machine
+
+| | |
+|---|---|
+| Processor | {model} ({context.get('num_cpus', '?')} logical cores, {context.get('mhz_per_cpu', '?')} MHz) |
+| Vector features | {flags or 'unknown'} |
+| Start-row path chosen | {context.get('deflash_start_rows_path', 'unknown')} |
+| Compiler | {args.compiler} |
+| Commit | {args.commit} |
+| OpenCV | {context.get('opencv_version', 'unknown')} |
+| Load average at start | {load_text} |
+| Command | `{args.command}` |
+
+## Against OpenCV
+
+Ratio = deflash / OpenCV; below 1 deflash is faster.
+
+| Comparison | deflash (ms) | OpenCV (ms) | Ratio | Target |
+|---|---:|---:|---:|---|
+{chr(10).join(comparison_rows)}
+
+## Targets in milliseconds
+
+| Operation | CPU (ms) | Wall (ms) | Target |
+|---|---:|---:|---|
+{chr(10).join(absolute_rows)}
+
+## Every benchmark
+
+| Benchmark | What | CPU (ms) | Wall (ms) |
+|---|---|---:|---:|
+{chr(10).join(all_rows)}
+"""
+    with open(args.output, "w", encoding="utf-8") as f:
+        f.write(text)
+    print(f"wrote {args.output}")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
