@@ -67,13 +67,12 @@ DEFLASH_ALWAYS_INLINE void widen_lanes(const source_lens& lens, const double* m,
   *lo = (row < *lo) ? row : *lo;
 }
 
-// The span of one row, `kVectors` vectors of `kLanes` columns per pass (two
-// independent vectors keep the divider busy while one waits), the rest one
-// by one. Each lane keeps its own extremes, merged at the end: a maximum or
-// minimum does not depend on the order it is taken in (only +0 and -0 could
-// trade places, and both give the same row after rounding and truncation),
-// so the working arrays come out identical to the plain loop's. `width` is
-// below 2^15.
+// The span of one row, `kVectors` independent vectors of `kLanes` columns per
+// pass, the rest one by one. Each lane keeps its own extremes, merged at the
+// end: a maximum or minimum does not depend on the order it is taken in (only
+// +0 and -0 could trade places, and both give the same row after rounding and
+// truncation), so the working arrays come out identical to the plain loop's.
+// `width` is below 2^15.
 template <int kLanes, int kVectors>
 DEFLASH_ALWAYS_INLINE row_span span_lanes(const source_lens& lens, const double* m, int32_t row,
                                           int32_t width) {
