@@ -56,10 +56,10 @@ void BM_IniLoad2000Keys(benchmark::State& state) {
   }
   std::size_t keys = 0;
   for (auto _ : state) {
-    const deflash::IniDocument document(path, '=', ';');
+    const deflash::ini_document document(path, '=', ';');
     keys = 0;
     for (int s = 0; s < kSections; ++s) {
-      const deflash::IniSectionMap* section = document.find_section("mode_" + std::to_string(s));
+      const deflash::ini_section* section = document.find_section("mode_" + std::to_string(s));
       keys += section == nullptr ? 0 : section->size();
     }
     benchmark::DoNotOptimize(keys);
