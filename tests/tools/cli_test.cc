@@ -1,6 +1,5 @@
 // Tests of the deflash tool's calib and startrow commands, run as a process.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <zlib.h>
 
 #include <cstdint>
