@@ -1,5 +1,7 @@
-# Checks that a Windows binary imports only DLLs every Windows system has.
-#   cmake -DOBJDUMP=... -DBINARY=... -P check_imports.cmake
+# Checks that a Windows binary imports only DLLs every Windows system has,
+# besides those named in ALLOWED (the tool ships beside its own deflash.dll).
+#   cmake -DOBJDUMP=... -DBINARY=... [-DALLOWED=deflash.dll] -P check_imports.cmake
+cmake_minimum_required(VERSION 3.25)
 execute_process(COMMAND ${OBJDUMP} -p ${BINARY} OUTPUT_VARIABLE dump RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "check_imports: ${OBJDUMP} -p ${BINARY} failed")
@@ -12,7 +14,9 @@ foreach(line IN LISTS lines)
   # The system's kernel and C runtime (the old msvcrt or the universal CRT's
   # api sets); anything else (libstdc++-6.dll, libgcc_s_seh-1.dll,
   # libwinpthread-1.dll) would have to be shipped beside the binary.
-  if(NOT lower MATCHES "^(kernel32|msvcrt|ucrtbase|api-ms-win-[a-z0-9-]+)\\.dll$")
+  string(TOLOWER "${ALLOWED}" allowed)
+  if(NOT lower MATCHES "^(kernel32|msvcrt|ucrtbase|api-ms-win-[a-z0-9-]+)\\.dll$" AND
+     NOT lower IN_LIST allowed)
     list(APPEND foreign ${name})
   endif()
 endforeach()

@@ -1,6 +1,10 @@
 // deflash: writes a depth camera module's calibration into its flash images.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
 #include <exception>
 #include <new>
 
@@ -13,6 +17,9 @@ namespace {
 int run(int argc, char** argv) {
   CLI::App app{"deflash: depth-engine flash images from stereo camera calibration"};
   app.require_subcommand(1);
+  // Options are --name on every system: a path such as /data/module.json
+  // given on Windows is a file, not a /option.
+  app.allow_windows_style_options(false);
   int exit_code = deflash_cli::kExitOk;
   deflash_cli::add_version_command(app, exit_code);
   deflash_cli::add_check_config_command(app, exit_code);
@@ -61,6 +68,12 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+#ifdef _WIN32
+  // Lines end in "\n" on every system: scripts that read the tool's output
+  // and the tests compare it byte for byte with the Linux build's.
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+#endif
   // Nothing may end the tool without a line saying why.
   try {
     return run(argc, argv);
