@@ -5,6 +5,7 @@
 #include <string>
 
 #include "de_config/d2c_loader.h"
+#include "de_config/de_config_state.h"
 #include "de_config/de_image_encode.h"
 #include "de_config/de_image_layout.h"
 #include "de_config/dpu_loader.h"
@@ -16,8 +17,8 @@ namespace {
 
 const char* printable(const char* path) { return path != nullptr ? path : "(null)"; }
 
-// Loads the DPU files one by one and takes each mode and scheme through the
-// exported accessors, as a host would. False after the console lines.
+// Loads the DPU files one by one and takes each mode and scheme from the
+// depth-engine record right after its load. False after the console lines.
 bool gather_dpu_items(const de_config_files& files, de_image_content& content) {
   if (files.dpu_config_num == 0 || files.dpu_config_paths == nullptr) return true;
   if (files.dpu_config_num > max_block_items(kDpuBlock)) {
@@ -31,10 +32,11 @@ bool gather_dpu_items(const de_config_files& files, de_image_content& content) {
       console_log("error: load_input_configs, path=%s \n", printable(path));
       return false;
     }
+    const de_config_state& state = module_de_config();
     dpu_image_item item{};
-    unsigned int version = 0;
-    de_copy_dpu_mode_config(&item.mode, &version);
-    get_dpu_scheme_config(&item.scheme);
+    item.mode = state.mode;
+    item.scheme = state.scheme;
+    const unsigned int version = state.dpu_version;
     // The newest file dates the block; versions compare as unsigned numbers.
     if (version > content.dpu_version) content.dpu_version = version;
     content.dpu_items.push_back(item);
@@ -66,10 +68,10 @@ bool gather_d2c_items(const de_config_files& files, de_image_content& content) {
     console_log("error: load_input_configs, path=%s \n", path.c_str());
     return false;
   }
-  d2c_cfg_item* items = nullptr;
-  int count = 0;
-  de_get_d2c_config(items, count, content.d2c_version);
-  return take_table(items, count, kD2cBlock, "d2c", content.d2c_items);
+  de_config_state& state = module_de_config();
+  // A zero version means "none given": the block keeps the one it has.
+  if (state.d2c_version != 0) content.d2c_version = state.d2c_version;
+  return take_table(state.d2c_items, state.d2c_count, kD2cBlock, "d2c", content.d2c_items);
 }
 
 bool gather_ir_pre_items(const de_config_files& files, de_image_content& content) {
@@ -78,10 +80,10 @@ bool gather_ir_pre_items(const de_config_files& files, de_image_content& content
     console_log("error: load_input_configs, path=%s \n", path.c_str());
     return false;
   }
-  ir_pre_cfg_item* items = nullptr;
-  int count = 0;
-  de_get_ir_pre_config(items, count, content.ir_pre_version);
-  return take_table(items, count, kIrPreBlock, "ir_pre_isp", content.ir_pre_items);
+  de_config_state& state = module_de_config();
+  if (state.ir_pre_version != 0) content.ir_pre_version = state.ir_pre_version;
+  return take_table(state.ir_pre_items, state.ir_pre_count, kIrPreBlock, "ir_pre_isp",
+                    content.ir_pre_items);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 
 #include "frame/log.h"
 #include "rectify/fixed_point.h"
+#include "rectify/simd_path.h"
 #include "rectify/start_rows_lut.h"
 
 namespace deflash {
@@ -216,8 +217,8 @@ uint32_t prepare_rectify_camera(int32_t cam_id, const DeCameraIntrinsic_S& src_i
   float coefficients[kDistortionTerms];
   std::memcpy(coefficients, distortion, sizeof coefficients);
   const uint32_t err =
-      calc_start_rows_lut(&src_intrinsic, &dst_intrinsic, coefficients, camera.rectify_matrix, lut,
-                          rows, start_rows_buff_reserved);
+      compute_start_rows_lut(&src_intrinsic, &dst_intrinsic, coefficients, camera.rectify_matrix,
+                             lut, rows, start_rows_buff_reserved, chosen_simd_path(), nullptr);
   if (err != 0) {
     const char* message = cam_id == CAMERA_ID_TARGET
                               ? "calc_start_rows_lut error! camid = CAMERA_ID_TARGET \n"
