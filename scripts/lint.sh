@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Fails on a C++ file that clang-format would change and on clang-tidy findings in src/ and tools/.
+# Fails on a C++ file that clang-format would change, on an include across subsystems of a
+# header the other subsystem keeps to itself, and on clang-tidy findings in src/ and tools/.
 # Usage: scripts/lint.sh [BUILD_DIR]   (BUILD_DIR holds compile_commands.json; default build/release)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -24,6 +25,27 @@ if ((${#unformatted[@]})); then
   printf 'deflash: %s: not formatted (run scripts/format.sh)\n' "${unformatted[@]}" >&2
   status=1
 fi
+
+echo "== subsystem boundaries =="
+# A subsystem may include another's header only where that one publishes it,
+# under src/<subsystem>/include/<subsystem>/. The build enforces it for the
+# tool and the consumers (they see only those folders); inside src/ every
+# subsystem sees the whole tree, so it is checked here.
+subsystems=(frame config rectify calib_image de_config)
+for file in "${cxx_files[@]}"; do
+  [[ $file == src/* ]] || continue
+  own=${file#src/}
+  own=${own%%/*}
+  while IFS= read -r header; do
+    other=${header%%/*}
+    [[ $other == "$own" ]] && continue
+    [[ " ${subsystems[*]} " == *" $other "* ]] || continue
+    if [[ ! -f "src/$other/include/$header" ]]; then
+      echo "deflash: $file: includes $header, which $other does not publish" >&2
+      status=1
+    fi
+  done < <(sed -nE 's/^#include "([a-z_]+\/[a-z_0-9]+\.h)".*/\1/p' "$file")
+done
 
 echo "== clang-tidy =="
 if [[ ! -f "$build_dir/compile_commands.json" ]]; then

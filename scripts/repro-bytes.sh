@@ -21,16 +21,20 @@ for candidate in /usr/lib/wine/wine64 "$(command -v wine64 || true)" "$(command 
   if [ -n "$candidate" ] && [ -x "$candidate" ]; then wine=$candidate; break; fi
 done
 
-# name: compiler, optimisation, extra flags
+# name: compiler, optimisation, extra flags. "prebuilt" variants reuse the tool
+# that scripts/test.sh (build/release: GCC, CMake's Release flags) and
+# scripts/test-windows.sh (build/windows) have just built, and are built here
+# only when those folders hold no tool; "scalar" runs a tool with the
+# start-row table's plain loop forced instead of its vector walk.
 declare -A variants=(
-  [gcc-O2]="g++ -O2"
-  [gcc-O0]="g++ -O0"
-  [gcc-O2-native]="g++ -O2 -march=native"
+  [gcc-release]="prebuilt build/release/tools/deflash"
+  [gcc-release-scalar]="scalar build/release/tools/deflash"
+  [gcc-O0-native]="g++ -O0 -march=native"
   [clang-O2]="clang++-14 -O2"
   [clang-O0-native]="clang++-14 -O0 -march=native"
-  [windows-O2]="windows -O2"
+  [windows-release]="prebuilt-windows build/windows/bin/deflash.exe"
 )
-order=(gcc-O2 gcc-O0 gcc-O2-native clang-O2 clang-O0-native windows-O2)
+order=(gcc-release gcc-release-scalar gcc-O0-native clang-O2 clang-O0-native windows-release)
 if (($# > 0)); then order=("$@"); fi
 
 module=examples/module
@@ -52,24 +56,42 @@ for name in "${order[@]}"; do
   read -r compiler opt extra <<< "${variants[$name]:?unknown variant $name}"
   build=build/repro/$name
   out=$root/build/repro/out/$name
-  rm -rf "$out" && mkdir -p "$out"
-  common=(-DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=$opt ${extra:-}"
-          -DDEFLASH_BUILD_TESTS=OFF -DDEFLASH_WERROR=ON "${launcher[@]}")
-  if [ "$compiler" = windows ]; then
-    if [ -z "$wine" ]; then echo "repro: no Wine, $name left out" >&2; status=1; continue; fi
-    cmake -S . -B "$build" --toolchain cmake/mingw-w64-x86_64.cmake "${common[@]}" > /dev/null
-    tool=("$wine" "$build/bin/deflash.exe")
-    export WINEDEBUG=-all
-  else
-    if ! command -v "$compiler" > /dev/null; then
-      echo "repro: $compiler not installed, $name left out" >&2; status=1; continue
-    fi
-    cmake -S . -B "$build" -DCMAKE_CXX_COMPILER="$compiler" "${common[@]}" > /dev/null
-    tool=("$build/tools/deflash")
-  fi
-  cmake --build "$build" -j"$jobs" --target deflash deflash_cli > "$build.log" 2>&1 ||
-    { tail -30 "$build.log"; exit 1; }
-  run_example "${tool[@]}"
+  rm -rf "$out" && mkdir -p "$out" "$(dirname "$build")"
+  common=(-DCMAKE_BUILD_TYPE=Release -DDEFLASH_BUILD_TESTS=OFF -DDEFLASH_WERROR=ON "${launcher[@]}")
+  env=()
+  case "$compiler" in
+    prebuilt | scalar)
+      if [ ! -x "$opt" ]; then
+        cmake -S . -B build/release "${common[@]}" > /dev/null
+        cmake --build build/release -j"$jobs" --target deflash deflash_cli > "$build.log" 2>&1 ||
+          { tail -30 "$build.log"; exit 1; }
+      fi
+      tool=("$opt")
+      if [ "$compiler" = scalar ]; then env=(DEFLASH_SIMD=scalar); fi
+      ;;
+    prebuilt-windows)
+      if [ -z "$wine" ]; then echo "repro: no Wine, $name left out" >&2; status=1; continue; fi
+      export WINEDEBUG=-all WINEPREFIX=$root/build/windows/wineprefix
+      if [ ! -f "$opt" ]; then
+        cmake -S . -B build/windows --toolchain cmake/mingw-w64-x86_64.cmake "${common[@]}" \
+          > /dev/null
+        cmake --build build/windows -j"$jobs" --target deflash deflash_cli > "$build.log" 2>&1 ||
+          { tail -30 "$build.log"; exit 1; }
+      fi
+      tool=("$wine" "$opt")
+      ;;
+    *)
+      if ! command -v "$compiler" > /dev/null; then
+        echo "repro: $compiler not installed, $name left out" >&2; status=1; continue
+      fi
+      cmake -S . -B "$build" -DCMAKE_CXX_COMPILER="$compiler" \
+        "-DCMAKE_CXX_FLAGS_RELEASE=$opt ${extra:-}" "${common[@]}" > /dev/null
+      cmake --build "$build" -j"$jobs" --target deflash deflash_cli > "$build.log" 2>&1 ||
+        { tail -30 "$build.log"; exit 1; }
+      tool=("$build/tools/deflash")
+      ;;
+  esac
+  run_example env "${env[@]}" "${tool[@]}"
   (cd "$out" && sha256sum calib.bin startrow.bin deconfig.bin > SHA256SUMS)
   if [ -z "$reference" ]; then
     reference=$name
