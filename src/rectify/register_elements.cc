@@ -248,6 +248,8 @@ uint32_t convert_rectify_registers(void* ctx, log_pair_fn log) {
     register_element* table = state.register_tables[slot].data();
     uint32_t err = soc_convert_rectify_commom_float_to_register(cam_id, table, ctx, log);
     if (err != 0) {
+      // "commom" is how the register tools spell the step; hosts match the
+      // line as it stands, so the misspelling is kept on purpose.
       return report_camera_failure(
           err, "soc_convert_rectify_commom_float_to_register error!,camera id = %d \n", cam_id,
           "soc_convert_rectify_commom_float_to_register error!camera id = %s\n", ctx, log);
