@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "deflash/calib_records.h"
+#include "rectify/simd_path.h"
 
 namespace deflash {
 
@@ -53,9 +54,16 @@ debug_rectify_camera right_debug_camera(const soc_convert::DeStereoRectifyParams
 debug_d2c_geometry debug_d2c(const DeCameraD2CParams_S& d2c);
 
 /// Rectifies `source` (the IR camera's image) into `target` (the virtual
-/// camera's image), pixel by pixel in float32: the scalar reference of the
-/// check. Both views must have the same pixel format and hold width × height
-/// pixels; an image with no pixels writes nothing.
+/// camera's image) in float32 with the walk of `path`. The scalar path is the
+/// plain pixel-by-pixel loop; the vector paths write the same pixels with the
+/// same values bit for bit, and fall back to it where they cannot run. Both
+/// views must have the same pixel format and hold width × height pixels; an
+/// image with no pixels writes nothing.
+void rectify_debug_image_with(simd_path path, const debug_rectify_camera& camera,
+                              const debug_image_in& source, const debug_image_out& target);
+
+/// rectify_debug_image_with on the path chosen for this processor
+/// (chosen_simd_path: the widest it has, or the one DEFLASH_SIMD forces).
 void rectify_debug_image(const debug_rectify_camera& camera, const debug_image_in& source,
                          const debug_image_out& target);
 
