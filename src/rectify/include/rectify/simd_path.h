@@ -1,23 +1,25 @@
-// Which vector width the start-row column walk runs with: chosen from the
-// processor's features at run time, or forced through DEFLASH_SIMD.
+// Which vector width the start-row column walk and the debug check's
+// rectification run with: chosen from the processor's features at run time,
+// or forced through DEFLASH_SIMD.
 #ifndef DEFLASH_RECTIFY_SIMD_PATH_H_
 #define DEFLASH_RECTIFY_SIMD_PATH_H_
 
 // The two-lane walk needs GCC/Clang vector types; on x86-64 they are SSE2,
 // which every such processor has. DEFLASH_SIMD_AVX comes from the build,
-// which compiles the AVX2 and AVX-512 walks where it can (src/rectify/CMakeLists.txt).
+// which compiles the AVX2 and AVX-512 walks where it can (src/rectify/CMakeLists.txt,
+// src/calib_image/CMakeLists.txt).
 #if defined(__GNUC__) && defined(__x86_64__)
 #define DEFLASH_SIMD_SSE2 1
 #endif
 
 namespace deflash {
 
-/// A column walk of the start-row table, from the plain loop to the widest vectors.
+/// A vector width, from the plain loop to the widest vectors.
 enum class simd_path {
-  kScalar,  ///< one column at a time, the plain loop every other walk is checked against
-  kSse2,    ///< two columns per vector (128 bits)
-  kAvx2,    ///< four columns per vector (256 bits)
-  kAvx512,  ///< eight columns per vector (512 bits)
+  kScalar,  ///< one value at a time, the plain loop every other walk is checked against
+  kSse2,    ///< 128-bit vectors (start rows: two columns)
+  kAvx2,    ///< 256-bit vectors (start rows: four columns; debug check: eight pixels)
+  kAvx512,  ///< 512-bit vectors (start rows: eight columns; debug check: sixteen pixels)
 };
 
 /// Every path, narrowest first.
