@@ -2,12 +2,15 @@
 // OpenCV building the same rectification map and remapping bilinearly.
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "bench_support.h"
+#include "calib_image/calib_debug_check.h"
 #include "calib_image/calib_state.h"
 #include "deflash/calib_image.h"
+#include "rectify/simd_path.h"
 
 #if defined(DEFLASH_BENCH_OPENCV)
 #include <opencv2/calib3d.hpp>
@@ -16,6 +19,8 @@
 #endif
 
 namespace {
+
+using deflash::simd_path;
 
 // Leaves the close-range configuration's records in the module state, as a
 // host does before it calls the check; false when the chain failed.
@@ -62,6 +67,48 @@ void BM_CalibDebugCheck8Bit(benchmark::State& state) {
   set_pixel_rate(state, r.virtual_L);
 }
 BENCHMARK(BM_CalibDebugCheck8Bit)->Unit(benchmark::kMillisecond);
+
+// The left rectification alone on one path, 8-bit; skipped where the
+// processor lacks the path, and refused when its image differs from the
+// plain loop's.
+void BM_CalibDebugRectify(benchmark::State& state, simd_path path) {
+  if (!deflash::simd_path_supported(path)) {
+    state.SkipWithError("this processor has no such path");
+    return;
+  }
+  if (!convert_example_module()) {
+    state.SkipWithError("the example module did not convert");
+    return;
+  }
+  const soc_convert::DeStereoRectifyParams_S& r = deflash::module_calib_image().rectify;
+  const deflash::debug_rectify_camera camera = deflash::left_debug_camera(r);
+  const std::vector<uint8_t> left = ir_image(r.intrinsic_L.width, r.intrinsic_L.height);
+  const std::size_t pixels = static_cast<std::size_t>(r.virtual_L.width) * r.virtual_L.height;
+  std::vector<uint8_t> plain(pixels);
+  std::vector<uint8_t> out(pixels);
+  const deflash::debug_image_in in{left.data(), r.intrinsic_L.width, r.intrinsic_L.height,
+                                   deflash::debug_pixel_format::gray8};
+  const deflash::debug_image_out plain_view{plain.data(), r.virtual_L.width, r.virtual_L.height,
+                                            deflash::debug_pixel_format::gray8};
+  const deflash::debug_image_out view{out.data(), r.virtual_L.width, r.virtual_L.height,
+                                      deflash::debug_pixel_format::gray8};
+  deflash::rectify_debug_image_with(simd_path::kScalar, camera, in, plain_view);
+  deflash::rectify_debug_image_with(path, camera, in, view);
+  if (out != plain) {
+    state.SkipWithError("image differs from the plain loop's");
+    return;
+  }
+  for (auto _ : state) {
+    deflash::rectify_debug_image_with(path, camera, in, view);
+    benchmark::ClobberMemory();
+  }
+  set_pixel_rate(state, r.virtual_L);
+}
+BENCHMARK_CAPTURE(BM_CalibDebugRectify, scalar, simd_path::kScalar)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_CalibDebugRectify, avx2, simd_path::kAvx2)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_CalibDebugRectify, avx512, simd_path::kAvx512)
+    ->Unit(benchmark::kMillisecond);
 
 #if defined(DEFLASH_BENCH_OPENCV)
 // The left camera's stored record handed to OpenCV: its intrinsics and

@@ -10,6 +10,7 @@ import argparse
 import datetime
 import json
 import platform
+import re
 import sys
 
 # (what, deflash benchmark, OpenCV benchmark, target ratio or None)
@@ -19,8 +20,11 @@ COMPARISONS = [
     ("Start-row table, AVX2", "BM_StartRows/avx2", "BM_OpenCvRectifyMap", 1.0),
     ("Start-row table, AVX-512", "BM_StartRows/avx512", "BM_OpenCvRectifyMap", None),
     ("Start-row table, path the library chooses", "BM_StartRowsExport", "BM_OpenCvRectifyMap", 0.7),
-    ("Debug check, one 8-bit IR image", "BM_CalibDebugCheck8Bit", "BM_OpenCvRectifyRemap8Bit",
-     None),
+    ("Debug check, scalar", "BM_CalibDebugRectify/scalar", "BM_OpenCvRectifyRemap8Bit", None),
+    ("Debug check, AVX2", "BM_CalibDebugRectify/avx2", "BM_OpenCvRectifyRemap8Bit", None),
+    ("Debug check, AVX-512", "BM_CalibDebugRectify/avx512", "BM_OpenCvRectifyRemap8Bit", None),
+    ("Debug check, one 8-bit IR image, as exported", "BM_CalibDebugCheck8Bit",
+     "BM_OpenCvRectifyRemap8Bit", 1.0),
 ]
 
 # (what, benchmark, limit in milliseconds)
@@ -36,7 +40,12 @@ DESCRIPTIONS = {
     "BM_StartRows/avx512": "start-row table, 1280x800, AVX-512 walk (8 columns per vector)",
     "BM_StartRowsExport": "`calc_start_rows_lut` as exported (path chosen at run time)",
     "BM_OpenCvRectifyMap": "OpenCV `initUndistortRectifyMap`, same camera, CV_32FC1, 1 thread",
-    "BM_CalibDebugCheck8Bit": "`check_soc_calib_debug`, left 8-bit IR image of the example module",
+    "BM_CalibDebugCheck8Bit": "`check_soc_calib_debug`, left 8-bit IR image of the example module"
+    " (path chosen at run time)",
+    "BM_CalibDebugRectify/scalar": "debug-check rectification, same image, plain pixel loop",
+    "BM_CalibDebugRectify/avx2": "debug-check rectification, same image, AVX2 walk (8 pixels)",
+    "BM_CalibDebugRectify/avx512":
+        "debug-check rectification, same image, AVX-512 walk (16 pixels)",
     "BM_OpenCvRectifyRemap8Bit":
         "OpenCV `initUndistortRectifyMap` + `remap` INTER_LINEAR, same record, 1 thread",
     "BM_CalibImageExampleModule":
@@ -47,6 +56,25 @@ DESCRIPTIONS = {
         "depth-engine image in memory: dpu_close, dpu_long, d2c, ir_pre",
     "BM_IniLoad2000Keys": "INI document of 2,000 keys read from a file",
 }
+
+
+# Sections of docs/performance.md that other scripts write; a new report keeps them.
+KEPT_SECTIONS = ["Batch generation"]  # bench/batch_scaling.sh --write-docs
+
+
+def kept_sections(path):
+    """The KEPT_SECTIONS of the existing report, each up to the next second-level heading."""
+    try:
+        with open(path, encoding="utf-8") as f:
+            old = f.read()
+    except FileNotFoundError:
+        return ""
+    kept = ""
+    for title in KEPT_SECTIONS:
+        match = re.search(rf"^## {re.escape(title)}\n.*?(?=^## |\Z)", old, re.S | re.M)
+        if match:
+            kept += "\n" + match.group(0).rstrip("\n") + "\n"
+    return kept
 
 
 def to_ms(value, unit):
@@ -153,7 +181,7 @@ thread, as the library does.
 |---|---|
 | Processor | {model} ({context.get('num_cpus', '?')} logical cores, {context.get('mhz_per_cpu', '?')} MHz) |
 | Vector features | {flags or 'unknown'} |
-| Start-row path chosen | {context.get('deflash_start_rows_path', 'unknown')} |
+| Vector path chosen (start rows, debug check) | {context.get('deflash_start_rows_path', 'unknown')} |
 | Compiler | {args.compiler} |
 | Commit | {args.commit} |
 | OpenCV | {context.get('opencv_version', 'unknown')} |
@@ -180,6 +208,7 @@ Ratio = deflash / OpenCV; below 1 deflash is faster.
 |---|---|---:|---:|
 {chr(10).join(all_rows)}
 """
+    text += kept_sections(args.output)
     with open(args.output, "w", encoding="utf-8") as f:
         f.write(text)
     print(f"wrote {args.output}")
