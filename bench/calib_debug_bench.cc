@@ -104,11 +104,9 @@ void BM_CalibDebugRectify(benchmark::State& state, simd_path path) {
   }
   set_pixel_rate(state, r.virtual_L);
 }
-BENCHMARK_CAPTURE(BM_CalibDebugRectify, scalar, simd_path::kScalar)
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_CalibDebugRectify, scalar, simd_path::kScalar)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_CalibDebugRectify, avx2, simd_path::kAvx2)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_CalibDebugRectify, avx512, simd_path::kAvx512)
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_CalibDebugRectify, avx512, simd_path::kAvx512)->Unit(benchmark::kMillisecond);
 
 #if defined(DEFLASH_BENCH_OPENCV)
 // The left camera's stored record handed to OpenCV: its intrinsics and
