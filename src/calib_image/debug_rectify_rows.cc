@@ -9,9 +9,10 @@
 namespace deflash {
 namespace {
 
-// Rows whose rays are accumulated together: their twelve running sums are
-// independent, so the additions overlap instead of waiting on each other.
-constexpr int kRowsPerBlock = 4;
+// Rows whose rays are accumulated together: their six running sums are
+// independent, so the additions overlap instead of waiting on each other,
+// and they still fit in registers (with four rows they were spilled to the stack).
+constexpr int kRowsPerBlock = 2;
 
 std::size_t pixel_bytes(debug_pixel_format format) {
   return format == debug_pixel_format::gray8 ? 1 : 2;
