@@ -54,9 +54,11 @@ load_before=$(load_average)
 echo "load average before: $load_before"
 best=(0 0 0)
 cpu=(0 0 0)
+every=()
 for ((run = 1; run <= runs; run++)); do
   for jobs in 1 2; do
     rm -rf "$work/out$jobs"
+    run_load=$(cut -d' ' -f1 /proc/loadavg 2>/dev/null || echo unknown)
     # CPU time of the batch and every worker it waited for.
     TIMEFORMAT='%U %S'
     { time "$deflash" batch "$modules" --out-dir "$work/out$jobs" --jobs "$jobs" \
@@ -69,8 +71,9 @@ for ((run = 1; run <= runs; run++)); do
       exit 1
     fi
     cpu_ms=$(awk -v n="$count" '{ printf "%.1f", ($1 + $2) * 1000 / n }' "$work/cpu")
-    printf 'run %d, --jobs %d: %.1f modules/s, %s ms CPU per module\n' "$run" "$jobs" "$rate" \
-      "$cpu_ms"
+    printf 'run %d, --jobs %d: %.1f modules/s, %s ms CPU per module (load %s)\n' "$run" "$jobs" \
+      "$rate" "$cpu_ms" "$run_load"
+    every+=("$(printf '| %d | %d | %.1f | %s | %s |' "$run" "$jobs" "$rate" "$cpu_ms" "$run_load")")
     if awk -v a="${best[jobs]}" -v b="$rate" 'BEGIN { exit !(b > a) }'; then
       best[jobs]=$rate
       cpu[jobs]=$cpu_ms
@@ -114,6 +117,12 @@ if ((write_docs)); then
     printf '| 2 | %.1f | %s |\n' "${best[2]}" "${cpu[2]}"
     echo
     if awk -v r="$ratio" 'BEGIN { exit !(r >= 1.8) }'; then verdict="reached"; else verdict="not reached"; fi
+    echo "Every run, in the order they ran (load: the 1-minute load average as the run began):"
+    echo
+    echo "| Run | Workers | Modules/s | CPU per module (ms) | Load |"
+    echo "|---:|---:|---:|---:|---:|"
+    printf '%s\n' "${every[@]}"
+    echo
     echo "Two workers: ${ratio}x the modules per second of one (target ≥ 1.8x: $verdict). Both wrote"
     echo "the same bytes."
     if awk -v l="${load_before%% *}" -v n="$(nproc)" 'BEGIN { exit !(l >= n) }'; then
