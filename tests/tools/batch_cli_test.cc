@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -76,8 +75,24 @@ tool_run run_batch(const std::string& source, const std::string& out_dir,
   return run_tool(args);
 }
 
-const std::regex kSummary(
-    R"(batch: (\d+) modules, (\d+) written, (\d+) failed in \d+\.\d\d s \(\d+\.\d modules/s, (\d+) jobs?\)\n)");
+/// `text` with each number that has a decimal point (the time and the rate
+/// of a summary, which vary from run to run) written as "*".
+std::string without_timings(const std::string& text) {
+  std::string shape;
+  std::size_t i = 0;
+  while (i < text.size()) {
+    const std::size_t end = text.find_first_not_of("0123456789.", i);
+    const std::size_t stop = end == std::string::npos ? text.size() : end;
+    if (stop == i) {
+      shape += text[i++];
+      continue;
+    }
+    const std::string number = text.substr(i, stop - i);
+    shape += number.find('.') == std::string::npos ? number : "*";
+    i = stop;
+  }
+  return shape;
+}
 
 TEST(BatchCommand, WritesTheBytesOfCalibStartrowAndDeconfig) {
   temp_dir dir;
@@ -142,11 +157,10 @@ TEST(BatchCommand, ReportsAModuleWithBadJsonAndBuildsTheOthers) {
   const std::string progress = "[1/3] m1: written\n[2/3] m2: failed\n[3/3] m3: written\n";
   ASSERT_EQ(run.out.substr(0, progress.size()), progress);
   const std::string rest = run.out.substr(progress.size());
-  std::smatch summary;
-  ASSERT_TRUE(std::regex_search(rest, summary, kSummary)) << rest;
-  EXPECT_EQ(summary.position(0), 0);
-  EXPECT_EQ(summary[1].str() + summary[2].str() + summary[3].str() + summary[4].str(), "3211");
-  EXPECT_EQ(rest.substr(static_cast<std::size_t>(summary.length(0))), "failed: m2: " + why + "\n");
+  EXPECT_EQ(without_timings(rest),
+            "batch: 3 modules, 2 written, 1 failed in * s (* modules/s, 1 job)\n"
+            "failed: m2: " +
+                without_timings(why) + "\n");
   // No folder, no temporary file of the failed module; the others whole.
   EXPECT_EQ(files_under(dir.file("out")), module_files({"m1", "m3"}));
   EXPECT_EQ(read_file(dir.file("out/m1/startrow.bin")).size(), 16384u);
