@@ -2,7 +2,8 @@
 // third ... allocation failing, up to the first call that makes no more:
 // the host always gets a result back, a failed call reports a failure and
 // leaves no file behind, and a normal call afterwards still writes the
-// reference bytes. This executable replaces the global operator new
+// reference bytes. Also: module state stays whole when an allocation fails.
+// This executable replaces the global operator new
 // (support/failing_allocator.cc).
 #include <gtest/gtest.h>
 
@@ -18,8 +19,10 @@
 #include "deflash/calib_image.h"
 #include "deflash/de_config.h"
 #include "deflash/frame.h"
+#include "deflash/rectify.h"
 #include "frame/byte_writer.h"
 #include "frame/crc32.h"
+#include "rectify/rectify_registers_state.h"
 #include "support/console_capture.h"
 #include "support/failing_allocator.h"
 #include "support/flash_input.h"
@@ -289,4 +292,36 @@ TEST_F(AllocationFailureSweep, FocalLengthUpdate) {
     mask_section_time(*image, deflash::kDepthSection.offset);
   }
   EXPECT_EQ(updated, reference);
+}
+
+// A camera prepared again whose new start-row table cannot be allocated
+// keeps the table it had: nothing is freed before the new one exists.
+TEST(AllocationFailure, PreparingACameraAgainKeepsItsTableWhenTheNewOneCannotBeAllocated) {
+  deflash::reset_rectify_registers();
+  const DeCameraIntrinsic_S source{600.0f, 600.0f, 320.0f, 200.0f, 640, 400};
+  const DeCameraIntrinsic_S virtual_camera{500.0f, 500.0f, 320.0f, 200.0f, 640, 400};
+  const float distortion[8] = {};
+  const float rotation[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  const uint8_t reserved[2] = {2, 3};
+  const auto prepare = [&] {
+    return soc_set_rectify_params_brown(CAMERA_ID_TARGET, &source, distortion, rotation,
+                                        &virtual_camera, reserved, nullptr, nullptr);
+  };
+  ASSERT_EQ(prepare(), 0u);
+  const deflash::rectify_camera_state& camera = deflash::rectify_registers().camera[1];
+  const std::vector<int32_t> table(camera.start_rows_lut, camera.start_rows_lut + 400);
+
+  uint32_t result = 0;
+  bool failed_allocation = false;
+  const std::string console = capture_console([&] {
+                                fail_allocation_at(1);
+                                result = prepare();
+                                failed_allocation = deflash_test::disarm_allocation_failure();
+                              }).out;
+  ASSERT_TRUE(failed_allocation);
+  EXPECT_EQ(result, 0xFFFFFFFFu);
+  EXPECT_EQ(console, "error: soc_set_rectify_params_brown: out of memory\n");
+  ASSERT_EQ(camera.start_rows_lut_rows, 400);
+  EXPECT_EQ(std::vector<int32_t>(camera.start_rows_lut, camera.start_rows_lut + 400), table);
+  deflash::reset_rectify_registers();
 }
