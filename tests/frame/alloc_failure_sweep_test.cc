@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
@@ -95,6 +96,18 @@ sweep_outcome sweep_allocation_failures(Call call, Succeeded succeeded) {
   return outcome;
 }
 
+// Temporary files a replacing write left in `dir` (named ".<target>.<tag>.tmp").
+std::vector<std::string> temporary_files(const std::string& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    const std::string name = entry.path().filename().string();
+    if (name.size() > 4 && name.front() == '.' && name.compare(name.size() - 4, 4, ".tmp") == 0) {
+      names.push_back(name);
+    }
+  }
+  return names;
+}
+
 // Occurrences of `line` in `text`.
 int count_lines(const std::string& text, const std::string& line) {
   int count = 0;
@@ -164,6 +177,7 @@ class AllocationFailureSweep : public testing::Test {
         [&] {
           const bool written = deflash_test::file_exists(out);
           EXPECT_TRUE(result == 0 || !written) << "a failed update wrote its output";
+          EXPECT_EQ(temporary_files(dir_.path()), std::vector<std::string>{});
           return result == 0 && written;
         });
     EXPECT_GT(sweep.failed_calls, 0);
@@ -233,6 +247,7 @@ TEST_F(AllocationFailureSweep, DepthEngineImage) {
         // Hosts read a failure as false, or as true with an empty file.
         const std::size_t size = read_file(out).size();
         EXPECT_TRUE(size == 0 || size == kDeImageBytes) << "a partial image: " << size;
+        EXPECT_EQ(temporary_files(dir_.path()), std::vector<std::string>{});
         return returned && size == kDeImageBytes;
       });
   EXPECT_GT(sweep.failed_calls, 50);
