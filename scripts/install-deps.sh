@@ -5,6 +5,7 @@ set -euo pipefail
 
 packages=(
   cmake g++ make pkg-config
+  git                 # scripts/source-files.sh lists the tracked files with it
   libeigen3-dev       # the library's only dependency
   libcli11-dev        # command-line parsing of the tool
   nlohmann-json3-dev  # calibration JSON of the tool
