@@ -18,8 +18,8 @@ def tool_path() -> str:
 def main() -> int:
     tool = tool_path()
     if os.name == "nt":
-        # exec on Windows starts a second process and returns at once: wait
-        # for the tool instead, and pass its exit code on.
+        # exec on Windows starts a new process and ends this one at once, so
+        # the console would neither wait for the tool nor see its exit code.
         return subprocess.call([tool] + sys.argv[1:])
     # The process becomes the tool: its standard streams, signals and exit
     # code. argv[0] stays the command's path, as if the tool itself had been
