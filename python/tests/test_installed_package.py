@@ -13,7 +13,6 @@ import sysconfig
 import pytest
 
 import deflash
-from deflash import _cli
 
 pytestmark = pytest.mark.skipif(os.environ.get("DEFLASH_INSTALLED") != "1",
                                 reason="runs on a pip-installed package (scripts/test-wheel.sh)")
@@ -23,6 +22,8 @@ SOURCE = os.environ.get("DEFLASH_SOURCE_DIR",
 MODULE = os.path.join(SOURCE, "examples", "module")
 PACKAGE = os.path.dirname(os.path.abspath(deflash.__file__))
 LIBRARY = "deflash.dll" if os.name == "nt" else "libdeflash.so.2"
+# The native tool beside the module (only the installed package has it and _cli.py).
+TOOL = os.path.join(PACKAGE, "deflash.exe" if os.name == "nt" else "deflash")
 
 
 def test_the_module_is_the_installed_one_not_the_source_trees():
@@ -34,10 +35,13 @@ def test_the_module_is_the_installed_one_not_the_source_trees():
 
 def test_the_package_carries_library_stubs_and_tool():
     names = set(os.listdir(PACKAGE))
-    assert {"__init__.py", "_cli.py", "_deflash.pyi", "py.typed", LIBRARY, _cli.TOOL_NAME} <= names
+    assert {"__init__.py", "_cli.py", "_deflash.pyi", "py.typed", LIBRARY,
+            os.path.basename(TOOL)} <= names
     assert [n for n in names if n.startswith("_deflash.") and n != "_deflash.pyi"] == [
         "_deflash" + sysconfig.get_config_var("EXT_SUFFIX")]
-    assert os.access(os.path.join(PACKAGE, _cli.TOOL_NAME), os.X_OK)
+    assert os.access(TOOL, os.X_OK)
+    from deflash import _cli
+    assert _cli.tool_path() == TOOL
 
 
 @pytest.mark.skipif(not sys.platform.startswith("linux"), reason="reads /proc/self/maps")
@@ -91,7 +95,7 @@ COMMANDS = {
 
 def tools_to_compare():
     """The native tool in the package, and the build tree's when given."""
-    tools = [pytest.param(_cli.tool_path(), id="packaged-tool")]
+    tools = [pytest.param(TOOL, id="packaged-tool")]
     reference = os.environ.get("DEFLASH_REFERENCE_CLI")
     tools.append(pytest.param(reference, id="build-tree-tool", marks=pytest.mark.skipif(
         not reference, reason="DEFLASH_REFERENCE_CLI names no build tree's tool")))
