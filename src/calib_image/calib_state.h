@@ -5,12 +5,13 @@
 
 #include <cstdint>
 
+#include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
 
 namespace deflash {
 
 /// Size of one entry of the optional fourth calibration section.
-constexpr std::size_t kOptionalEntryBytes = 976;
+constexpr std::size_t kOptionalEntryBytes = kOptionalSection.item_size;
 /// Entries the optional table can hold.
 constexpr std::size_t kOptionalEntryCapacity = 4;
 
