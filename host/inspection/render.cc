@@ -3,6 +3,7 @@
 #include <string>
 
 #include "host/inspection/inspect.h"
+#include "tree.h"
 
 namespace deflash_host {
 namespace {
@@ -95,26 +96,12 @@ json node_json(const tree_node& node) {
   return doc;
 }
 
-namespace {
-
-/// Nodes and fields below `node`, to size the text before writing it.
-void count_lines(const tree_node& node, std::size_t& nodes, std::size_t& fields) {
-  ++nodes;
-  fields += node.fields.size();
-  for (const tree_node& child : node.children) count_lines(child, nodes, fields);
-}
-
-}  // namespace
-
 std::string render_text(const report& r) {
   // A start-row image renders to tens of megabytes: room for a typical line
   // per node and field spares most of the copying as the text grows.
   constexpr std::size_t kTypicalLineBytes = 32;
-  std::size_t nodes = 0;
-  std::size_t fields = 0;
-  count_lines(r.tree, nodes, fields);
   std::string out;
-  out.reserve((nodes + fields) * kTypicalLineBytes);
+  out.reserve(tree_entries(r.tree) * kTypicalLineBytes);
   out += "kind: " + r.kind + " (" + std::to_string(r.size) + " bytes)\n";
   for (const tree_node& child : r.tree.children) render_node(child, 0, out);
   out += "checks: " +
@@ -122,6 +109,18 @@ std::string render_text(const report& r) {
   for (const failure& f : r.failures) out += "FAILED " + failure_text(f) + "\n";
   if (r.unlisted_failures != 0) out += unlisted_failures_text(r) + "\n";
   return out;
+}
+
+json render_json_failures(const report& r) {
+  json failures = json::array();
+  for (const failure& f : r.failures) {
+    failures.push_back(json{{"section", f.section},
+                            {"item", f.item},
+                            {"field", f.field},
+                            {"expected", f.expected},
+                            {"found", f.found}});
+  }
+  return failures;
 }
 
 json render_json(const report& r) {
@@ -133,15 +132,7 @@ json render_json(const report& r) {
   json sections = json::array();
   for (const tree_node& child : r.tree.children) sections.push_back(node_json(child));
   doc["sections"] = std::move(sections);
-  json failures = json::array();
-  for (const failure& f : r.failures) {
-    failures.push_back(json{{"section", f.section},
-                            {"item", f.item},
-                            {"field", f.field},
-                            {"expected", f.expected},
-                            {"found", f.found}});
-  }
-  doc["failures"] = std::move(failures);
+  doc["failures"] = render_json_failures(r);
   if (r.unlisted_failures != 0) doc["unlisted_failures"] = r.unlisted_failures;
   return doc;
 }

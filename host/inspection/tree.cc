@@ -17,6 +17,12 @@ tree_node make_node(const std::string& name) {
   return node;
 }
 
+std::size_t tree_entries(const tree_node& node) {
+  std::size_t entries = 1 + node.fields.size();
+  for (const tree_node& child : node.children) entries += tree_entries(child);
+  return entries;
+}
+
 tree_node& add_child(tree_node& parent, const std::string& name, std::size_t fields) {
   parent.children.push_back(make_node(name));
   parent.children.back().fields.reserve(fields);

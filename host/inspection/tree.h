@@ -17,6 +17,10 @@ namespace deflash_host {
 using deflash::byte_view;
 
 tree_node make_node(const std::string& name);
+/// Nodes and fields in the tree below `node`, itself included: what the text
+/// and JSON writers size their output by.
+std::size_t tree_entries(const tree_node& node);
+
 /// Appends a child, with room for `fields` fields where the decoder knows how
 /// many it adds; the reference holds until `parent` gets another child.
 tree_node& add_child(tree_node& parent, const std::string& name, std::size_t fields = 0);

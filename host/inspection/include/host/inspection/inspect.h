@@ -86,6 +86,15 @@ json render_json(const report& r);
 /// A node of the tree as it stands in the JSON document.
 json node_json(const tree_node& node);
 
+/// The listed failures as they stand in the JSON document.
+json render_json_failures(const report& r);
+
+/// render_json(r) with "file" added last when given, as text dumped with
+/// `indent` (below 0: compact), byte for byte what dumping the document
+/// gives; written node by node, so a large image never becomes one JSON
+/// tree in memory.
+std::string render_json_text(const report& r, int indent, const std::string* file = nullptr);
+
 /// One field that differs between two decoded files of the same kind.
 struct difference {
   std::string section;
