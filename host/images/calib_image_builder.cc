@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "calib_image/calib_image_layout.h"
 #include "deflash.h"
 #include "host/base/console_capture.h"
 #include "host/base/result_names.h"
@@ -9,15 +10,13 @@
 #include "host/images/image_builders.h"
 
 namespace deflash_host {
-namespace {
 
-// The raw-calibration image: a 60-byte section header and one 6288-byte item
-// per distinct camera mode. Each configuration adds at most one mode, so
-// room for one item per configuration always suffices.
-constexpr std::size_t kRawSectionHeaderBytes = 60;
-constexpr std::size_t kRawItemBytes = 6288;
-
-}  // namespace
+std::size_t raw_calib_buffer_bytes(std::size_t configs) {
+  // One item per distinct camera mode, and each configuration adds at most
+  // one mode: room for one item per configuration always suffices.
+  return round_up_to_page(deflash::kSectionHeaderBytes +
+                          configs * deflash::kRawCalibSection.item_size);
+}
 
 outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
                           const calibration_source_options& source, std::string& image,
@@ -27,8 +26,7 @@ outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
   std::vector<uint8_t> buffer(image_size);
   std::vector<uint8_t> raw_buffer;
   if (raw_image != nullptr) {
-    raw_buffer.resize(
-        round_up_to_page(kRawSectionHeaderBytes + inputs.config_count() * kRawItemBytes));
+    raw_buffer.resize(raw_calib_buffer_bytes(inputs.config_count()));
   }
 
   const auto log = library_log(source.verbose);
@@ -46,7 +44,7 @@ outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
   // The raw image ends with its section, on a flash page boundary.
   if (raw_image != nullptr) {
     const std::size_t length = section_length(raw_buffer.data());
-    if (length < kRawSectionHeaderBytes || length > raw_buffer.size()) {
+    if (length < deflash::kSectionHeaderBytes || length > raw_buffer.size()) {
       return built.stop(status::rejected, "raw-calibration section length " +
                                               std::to_string(length) + " does not fit its " +
                                               std::to_string(raw_buffer.size()) + "-byte buffer");

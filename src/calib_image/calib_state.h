@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
 
 namespace deflash {

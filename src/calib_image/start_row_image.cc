@@ -9,6 +9,7 @@
 #include "calib_image/calib_state.h"
 #include "calib_image/calib_tables.h"
 #include "calib_image/digest_list.h"
+#include "calib_image/start_row_layout.h"
 #include "deflash/calib_image.h"
 #include "deflash/rectify.h"
 #include "deflash/result_codes.h"
@@ -21,24 +22,6 @@
 
 namespace deflash {
 namespace {
-
-// Section header (48 bytes): no version, time, serial number or count.
-constexpr uint32_t kStartRowSectionMagic = 0x46447318u;
-constexpr uint32_t kStartRowFlashAddress = 0x2E000u;
-constexpr std::size_t kStartRowHeaderBytes = 48;
-constexpr std::size_t kStartRowCrcOffset = 4;
-constexpr std::size_t kStartRowLengthOffset = 8;
-static_assert(kStartRowCrcOffset + 4 == kStartRowLengthOffset, "the length follows the CRC");
-
-// Entry: magic, constant 1, payload length, digest, key, rows, two tables.
-constexpr uint32_t kStartRowEntryMagic = 0x46446115u;
-constexpr uint32_t kStartRowEntryVersion = 1;
-constexpr std::size_t kStartRowEntryHeadBytes = 44;
-// Payload counts everything after the length field: digest, key, rows.
-constexpr std::size_t kStartRowPayloadFixedBytes = 32;
-static_assert(12 + kStartRowPayloadFixedBytes == kStartRowEntryHeadBytes, "entry head");
-static_assert(12 + kMd5DigestBytes + kRectifyKeyBytes + 4 == kStartRowEntryHeadBytes,
-              "digest, key and rows follow the length");
 
 struct reference_descriptor {
   uint32_t address = 0;
@@ -54,7 +37,7 @@ bool write_header(uint8_t* image, std::size_t length, const reference_descriptor
   w.put_u32_le(kStartRowFlashAddress);
   w.put_u32_le(reference.address);
   w.put_u32_le(reference.count);
-  w.fill(0, kStartRowHeaderBytes - w.offset());  // reserved, zero
+  w.fill(0, kStartRowHeaderBytes - kStartRowReservedOffset);  // reserved, zero
   if (!writer_finished(w, kStartRowHeaderBytes)) return false;
   store_u32_le(image + kStartRowCrcOffset, crc32(0, image, static_cast<uint32_t>(length)));
   return true;
@@ -70,7 +53,7 @@ int write_entry(uint8_t* image, std::size_t size, std::size_t offset,
   const calib_image_state& state = module_calib_image();
   const auto rows = static_cast<int16_t>(state.rectify.intrinsic_L.height);
   const std::size_t table_rows = rows > 0 ? static_cast<std::size_t>(rows) : 0;
-  const std::size_t bytes = kStartRowEntryHeadBytes + table_rows * 8;
+  const std::size_t bytes = kStartRowEntryHeadBytes + table_rows * kStartRowBytesPerRow;
   if (offset + bytes > size) {
     console_log(
         "error: start-row entry of %zu bytes at offset %zu does not fit the output buffer of %zu "
@@ -93,7 +76,8 @@ int write_entry(uint8_t* image, std::size_t size, std::size_t offset,
   byte_writer w(image, size, offset);
   w.put_u32_le(kStartRowEntryMagic);
   w.put_u32_le(kStartRowEntryVersion);
-  w.put_u32_le(static_cast<uint32_t>(table_rows * 8 + kStartRowPayloadFixedBytes));
+  w.put_u32_le(
+      static_cast<uint32_t>(table_rows * kStartRowBytesPerRow + kStartRowPayloadFixedBytes));
   w.put_bytes(digest, kMd5DigestBytes);
   w.put_bytes(key.data(), key.size());
   w.put_u32_le(static_cast<uint32_t>(static_cast<int32_t>(rows)));
