@@ -5,7 +5,9 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -137,6 +139,46 @@ std::vector<std::string> calib_raw(const temp_dir& dir, const std::string& recor
           kModule + "/calib_close.ini",
           "--out",
           dir.file("calib.bin")};
+}
+
+const std::string kGoldenCalib = DEFLASH_SOURCE_DIR "/tests/data/calib_example.bin";
+
+/// `command` (update-baseline or update-fb) on `image` with `more`, and an
+/// existing output that must survive every refusal.
+std::vector<std::string> update(const temp_dir& dir, const std::string& command,
+                                const std::string& image, std::vector<std::string> more) {
+  dir.write("out.bin", "previous image");
+  std::vector<std::string> args = {command, image, "--out", dir.file("out.bin")};
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+// The depth-calculation section of the golden image: its header fields and
+// the fields of its first entry.
+constexpr std::size_t kDepthSectionAt = 0x4000;
+constexpr std::size_t kDepthSectionBytes = 4096;
+constexpr std::size_t kSectionCrc = 4;
+constexpr std::size_t kSectionLength = 8;
+constexpr std::size_t kSectionItemCount = 52;
+constexpr std::size_t kSectionHeaderBytes = 60;
+constexpr std::size_t kFirstEntryFocalLength = kSectionHeaderBytes + 44;
+
+void put_u32(std::string& bytes, std::size_t at, uint32_t value) {
+  for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>((value >> (8 * i)) & 0xFF);
+}
+
+/// The golden image's depth section alone, edited by `edit` and sealed with
+/// a fresh CRC, so that it verifies: written to `depth.bin`.
+std::string depth_section(const temp_dir& dir, const std::function<void(std::string&)>& edit) {
+  std::string section = text_of(kGoldenCalib).substr(kDepthSectionAt, kDepthSectionBytes);
+  edit(section);
+  uint32_t length = 0;
+  std::memcpy(&length, &section[kSectionLength], sizeof length);
+  put_u32(section, kSectionCrc, 0);
+  const auto crc = static_cast<uint32_t>(
+      crc32(0L, reinterpret_cast<const Bytef*>(section.data()), static_cast<uInt>(length)));
+  put_u32(section, kSectionCrc, crc);
+  return dir.write("depth.bin", section);
 }
 
 // Offsets in the raw record: each camera is height, width, fx, fy, cx, cy, then
@@ -710,6 +752,103 @@ const std::vector<bad_input>& catalogue() {
          return std::vector<std::string>{"check-config", "--kind", "d2c", d.write("d2c.ini", text)};
        },
        0, ""},
+
+      // Baseline and focal-length updates.
+      {"UpdateIndexBeyondTheEntries",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "-60", "--index", "5"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": has 2 depth-calculation entries (0 to 1); --index 5 names none"},
+      {"UpdateNegativeIndex",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "-60", "--index=-1"});
+       },
+       2, "deflash: --index -1 must be 0 or more; leave --index out to update every entry"},
+      {"UpdateBaselineNoModuleHas",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "1e30"});
+       },
+       2,
+       "deflash: --baseline 1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
+       "module"},
+      {"UpdateBaselineZero",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "0"});
+       },
+       2,
+       "deflash: --baseline 0: a baseline of 0 mm is outside the 1 to 1000 mm of a real module"},
+      {"UpdatePairBaselineNoModuleHas",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--fb", "645:1e30"});
+       },
+       2,
+       "deflash: --fb 645:1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
+       "module"},
+      {"UpdateFbBaselineNoModuleHas",
+       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "646:1e30"}); },
+       2,
+       "deflash: --fb 646:1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
+       "module"},
+      {"UpdateFocalLengthNaN",
+       [](const temp_dir& d) {
+         const std::string image = depth_section(d, [](std::string& s) {
+           const float nan = NAN;
+           std::memcpy(&s[kFirstEntryFocalLength], &nan, sizeof nan);
+         });
+         return update(d, "update-baseline", image, {"--baseline", "-60"});
+       },
+       1,
+       "deflash: $DIR/depth.bin: depth-calculation entry 0 has focal length nan; no PBF register "
+       "can be computed from it"},
+      {"UpdateImageWithoutDepthEntries",
+       [](const temp_dir& d) {
+         const std::string image = depth_section(d, [](std::string& s) {
+           put_u32(s, kSectionItemCount, 0);
+           put_u32(s, kSectionLength, kSectionHeaderBytes);
+           std::fill(s.begin() + kSectionHeaderBytes, s.end(), '\xFF');
+         });
+         return update(d, "update-baseline", image, {"--baseline", "-60"});
+       },
+       1, "deflash: $DIR/depth.bin: has no depth-calculation entries; nothing to update"},
+      {"UpdateBaselineOfTheOtherSign",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --baseline 50 has the other sign than the baseline -50.0125 of depth-calculation "
+           "entry 0 (the sign says which IR camera is the reference); give -50 to keep it"},
+      {"UpdateFbBaselineOfTheOtherSign",
+       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "646:50"}); },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 646:50 has the other sign than the baseline -50.0125 of depth-calculation "
+           "entry 0 (the sign says which IR camera is the reference); give -50 to keep it"},
+      {"UpdateEntryWithoutAPair",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--fb", "500:-50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": depth-calculation entry 0 (focal length 645.07) has no --fb pair within 1 of it; "
+           "the depth-calculation entries' focal lengths are 645.07"},
+      {"UpdatePairMatchingNoEntry",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib,
+                       {"--fb", "645:-50", "--fb", "900:-50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 900:-50 matches no depth-calculation entry (within 1 of its focal length); the "
+           "depth-calculation entries' focal lengths are 645.07"},
+      {"UpdateFbPairMatchingNoEntry",
+       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "900:-50"}); },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 900:-50 matches no depth-to-colour entry (within 6 of its focal length); the "
+           "depth-to-colour entries' focal lengths are 645.07"},
   };
   return cases;
 }

@@ -64,6 +64,9 @@ static_assert(kOptionalSection.offset + kOptionalSection.space == kCalibImageWit
 // Item of the depth-calculation table (0x0A): fields the updates patch.
 constexpr std::size_t kDepthItemBaselineOffset = 36;
 constexpr std::size_t kDepthItemFocalLengthOffset = 44;
+/// d2d_params_unit: mm per step of the stored baseline (read by the updates' checks).
+constexpr std::size_t kDepthItemUnitOffset = 48;
+static_assert(kDepthItemFocalLengthOffset + 4 == kDepthItemUnitOffset, "the unit follows");
 // Item of the depth-to-colour table (0x09): fx and fy of the depth camera.
 constexpr std::size_t kD2cItemFxOffset = 32;
 constexpr std::size_t kD2cItemFyOffset = 36;
