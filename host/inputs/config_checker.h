@@ -190,10 +190,11 @@ class checker {
   /// splits it. The library would silently cut a wider value to its low bits
   /// and read a piece that is no number as 0 (or "1e9" as 1): all are
   /// refused here.
-  /// Fills `out` with the values when they are all good.
+  /// Fills `out` with the values when they are all good; `example` (", such
+  /// as ...") replaces the one of a resolution or edge list.
   bool list(const std::string& section_name, const std::string& key, bool required,
             std::size_t count, long long low, long long high,
-            std::vector<long long>* out = nullptr) {
+            std::vector<long long>* out = nullptr, const char* example = nullptr) {
     const ini_value* found = value(section_name, key, required);
     if (found == nullptr) return false;
     const std::string& text = found->text();
@@ -207,9 +208,9 @@ class checker {
         });
     numbers = numbers && pieces > 0;
     if (!numbers || values.size() != count) {
-      const char* example = count == 2   ? ", such as {1280,800}"
-                            : count == 4 ? ", such as {0,0,16,16}"
-                                         : "";
+      if (example == nullptr) {
+        example = count == 2 ? ", such as {1280,800}" : count == 4 ? ", such as {0,0,16,16}" : "";
+      }
       fail(at(section_name, key), "\"" + text + "\" is not a list of " + std::to_string(count) +
                                       " whole numbers in braces" + example);
       return false;

@@ -39,8 +39,6 @@ void make_non_decreasing(std::vector<int32_t>& values, int32_t start) {
 
 }  // namespace
 
-int32_t line_buffer_depth(int32_t width) { return kLineBufferPixels / width; }
-
 uint32_t compute_start_rows_lut(const DeCameraIntrinsic_S* src, const DeCameraIntrinsic_S* dst,
                                 const float* distortion, const double* matrix, int32_t* lut,
                                 int32_t rows, const uint8_t* reserved, simd_path path,

@@ -7,13 +7,11 @@
 #include <vector>
 
 #include "deflash/calib_records.h"
+#include "rectify/line_buffer.h"
 #include "rectify/simd_path.h"
 
 namespace deflash {
 
-/// Pixels the rectification line buffer holds; its depth in rows is this
-/// divided by the source width.
-constexpr int32_t kLineBufferPixels = 384000;
 /// Initial value of the table and of every working array ("not reached").
 constexpr int32_t kStartRowsFill = -24;
 /// The last table entry is always rows + kStartRowsEndMarkerOffset.
@@ -22,9 +20,6 @@ constexpr int32_t kStartRowsEndMarkerOffset = 23;
 constexpr uint32_t kStartRowsNullTable = 0xFFFFFFFFu;
 /// Result for sizes the table cannot be computed for.
 constexpr uint32_t kStartRowsBadSize = 0xFFFFFFFEu;
-
-/// Depth of the line buffer in source rows for a source `width` (> 0).
-int32_t line_buffer_depth(int32_t width);
 
 /// Per destination row working values, kept for inspection.
 struct start_rows_working {

@@ -141,6 +141,48 @@ std::vector<std::string> calib_raw(const temp_dir& dir, const std::string& recor
           dir.file("calib.bin")};
 }
 
+/// startrow on the example module with configuration text `ini`.
+std::vector<std::string> startrow_config(const temp_dir& dir, const std::string& ini) {
+  dir.write("startrow.bin", "previous image");
+  return {"startrow", "--calibration", kModule + "/calibration.json", "--config",
+          dir.write("c.ini", ini), "--out", dir.file("startrow.bin")};
+}
+
+std::vector<std::string> check_config(const temp_dir& dir, const std::string& ini) {
+  return {"check-config", dir.write("c.ini", ini)};
+}
+
+const std::string kExamples = DEFLASH_SOURCE_DIR "/examples";
+
+/// The example OpenCV intrinsics with `from` replaced by `to`.
+std::string opencv_intrinsics(const std::string& from, const std::string& to) {
+  std::string text = text_of(kExamples + "/opencv/intrinsics.yml");
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+/// calib-json of the example OpenCV files, the intrinsics replaced by
+/// `intrinsics`, and an existing output that must survive.
+std::vector<std::string> calib_json_opencv(const temp_dir& dir, const std::string& intrinsics) {
+  dir.write("module.json", "previous calibration");
+  return {"calib-json",
+          "--from",
+          "opencv",
+          "--ir-pair",
+          dir.write("intrinsics.yml", intrinsics),
+          kExamples + "/opencv/extrinsics.yml",
+          "--ir-rgb",
+          kExamples + "/opencv/ir_rgb.xml",
+          "--temperatures",
+          "35,35,38",
+          "--out",
+          dir.file("module.json")};
+}
+
+const std::string kReservedRows = "rectify_start_rows_buff_reserved = {64,64}";
+
 const std::string kGoldenCalib = DEFLASH_SOURCE_DIR "/tests/data/calib_example.bin";
 
 /// `command` (update-baseline or update-fb) on `image` with `more`, and an
@@ -849,6 +891,108 @@ const std::vector<bad_input>& catalogue() {
        "deflash: " + kGoldenCalib +
            ": --fb 900:-50 matches no depth-to-colour entry (within 6 of its focal length); the "
            "depth-to-colour entries' focal lengths are 645.07"},
+
+      // Configuration values no camera has.
+      {"ReservedRowsNegativeInCheckConfig",
+       [](const temp_dir& d) {
+         return check_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {-64,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
+      {"ReservedRowsNegativeInCalib",
+       [](const temp_dir& d) {
+         return calib_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {-64,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
+      {"ReservedRowsNegativeInStartrow",
+       [](const temp_dir& d) {
+         return startrow_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {-64,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
+      {"ReservedRowsNotWholeInCheckConfig",
+       [](const temp_dir& d) {
+         return check_config(d,
+                             close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+       },
+       1,
+       "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
+       "whole numbers in braces, such as {64,64}"},
+      {"ReservedRowsNotWholeInCalib",
+       [](const temp_dir& d) {
+         return calib_config(d,
+                             close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+       },
+       1,
+       "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
+       "whole numbers in braces, such as {64,64}"},
+      {"ReservedRowsNotWholeInStartrow",
+       [](const temp_dir& d) {
+         return startrow_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+       },
+       1,
+       "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
+       "whole numbers in braces, such as {64,64}"},
+      {"ReservedRowsBeyondAByte",
+       [](const temp_dir& d) {
+         return calib_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {256,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: 256 is outside 0 to 255"},
+
+      // Imports that calib would refuse are not written.
+      {"CalibJsonFocalLengthZero",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d, opencv_intrinsics("643.52, 0.0, 641.37", "0, 0.0, 641.37"));
+       },
+       1,
+       "deflash: imported calibration: left_ir.fx: 0 is not a positive focal length in pixels" +
+           kImplausible},
+      {"CalibJsonFocalLengthNegative",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d,
+                                  opencv_intrinsics("643.52, 0.0, 641.37", "-643.52, 0.0, 641.37"));
+       },
+       1,
+       "deflash: imported calibration: left_ir.fx: -643.52002 is not a positive focal length in "
+       "pixels" +
+           kImplausible},
+      {"CalibJsonOneRosFileForBothCameras",
+       [](const temp_dir& d) {
+         d.write("module.json", "previous calibration");
+         const std::string ros = kExamples + "/ros/";
+         return std::vector<std::string>{
+             "calib-json",         "--from",        "ros",    ros + "ir_left.yaml",
+             ros + "ir_left.yaml", ros + "ir_rgb_left.yaml", ros + "ir_rgb_rgb.yaml",
+             "--temperatures",     "35,35,38",      "--out",  d.file("module.json")};
+       },
+       1,
+       "deflash: imported calibration: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 "
+       "mm" +
+           kImplausible},
+      {"CalibJsonCameraMatrixAsOneRow",
+       [](const temp_dir& d) {
+         return calib_json_opencv(
+             d, opencv_intrinsics("M1: !!opencv-matrix\n   rows: 3\n   cols: 3",
+                                  "M1: !!opencv-matrix\n   rows: 1\n   cols: 9"));
+       },
+       1, "deflash: $DIR/intrinsics.yml:3: \"M1\": is a 1x9 matrix; a camera matrix is 3x3"},
+      {"CalibJsonValueBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d, opencv_intrinsics("643.52, 0.0, 641.37", "1e39, 0.0, 641.37"));
+       },
+       1,
+       "deflash: $DIR/intrinsics.yml:3: \"M1\": fx = 1e+39 does not fit the calibration "
+       "record's 32-bit floats"},
+      {"CalibJsonDistortionBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d, opencv_intrinsics("-0.0412, 0.0123", "-0.0412, 5e40"));
+       },
+       1,
+       "deflash: $DIR/intrinsics.yml:8: \"D1\": k2 = 5e+40 does not fit the calibration record's "
+       "32-bit floats"},
   };
   return cases;
 }
