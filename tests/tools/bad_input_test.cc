@@ -183,6 +183,32 @@ std::vector<std::string> calib_json_opencv(const temp_dir& dir, const std::strin
 
 const std::string kReservedRows = "rectify_start_rows_buff_reserved = {64,64}";
 
+/// A manifest `m.txt` in the case's folder: `settings` lines, then module
+/// A1 with the example calibration.
+std::string manifest(const temp_dir& dir, const std::string& settings) {
+  return dir.write("m.txt", settings + "A1 " + kModule + "/calibration.json\n");
+}
+
+/// The settings lines naming every example configuration file.
+std::string example_settings() {
+  return "config = " + kModule + "/calib_close.ini\ndpu = " + kModule +
+         "/dpu_close.ini\nd2c = " + kModule + "/d2c.ini\nir-pre = " + kModule + "/ir_pre.ini\n";
+}
+
+/// A folder `lot` of module folders A1 and B1 with the example calibration
+/// and the shared configuration files.
+std::string module_folders(const temp_dir& dir) {
+  for (const char* name : {"lot", "lot/A1", "lot/B1"}) mkdir(dir.file(name).c_str(), 0755);
+  for (const char* name : {"A1", "B1"}) {
+    dir.write(std::string("lot/") + name + "/calibration.json",
+              text_of(kModule + "/calibration.json"));
+  }
+  for (const char* name : {"calib_close.ini", "dpu_close.ini", "d2c.ini", "ir_pre.ini"}) {
+    dir.write(std::string("lot/") + name, text_of(kModule + "/" + name));
+  }
+  return dir.file("lot");
+}
+
 const std::string kGoldenCalib = DEFLASH_SOURCE_DIR "/tests/data/calib_example.bin";
 
 /// `command` (update-baseline or update-fb) on `image` with `more`, and an
@@ -721,8 +747,9 @@ const std::vector<bad_input>& catalogue() {
       {"DeconfigOutputIsAnInput",
        [](const temp_dir& d) {
          const std::string ir = d.write("ir.ini", text_of(kModule + "/ir_pre.ini"));
-         return std::vector<std::string>{"deconfig", "--d2c", kModule + "/d2c.ini", "--ir-pre", ir,
-                                         "--out",    ir};
+         return std::vector<std::string>{
+             "deconfig", "--dpu", kModule + "/dpu_close.ini", "--d2c", kModule + "/d2c.ini",
+             "--ir-pre", ir,      "--out",                    ir};
        },
        2, "deflash: $DIR/ir.ini: cannot be written (it is the input $DIR/ir.ini)"},
 
@@ -993,6 +1020,87 @@ const std::vector<bad_input>& catalogue() {
        1,
        "deflash: $DIR/intrinsics.yml:8: \"D1\": k2 = 5e+40 does not fit the calibration record's "
        "32-bit floats"},
+
+      // Depth-engine image without a DPU file.
+      {"DeconfigWithoutDpu",
+       [](const temp_dir& d) {
+         d.write("de.bin", "previous image");
+         return std::vector<std::string>{"deconfig", "--d2c", kModule + "/d2c.ini", "--ir-pre",
+                                         kModule + "/ir_pre.ini", "--out", d.file("de.bin")};
+       },
+       2,
+       "deflash: give at least one --dpu file: without one the image's DPU block stays erased "
+       "flash, which inspect rejects"},
+
+      // batch: what it reads and writes is safe from its report.
+      {"BatchManifestWithoutDpu",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{
+             "batch",
+             manifest(d, "config = " + kModule + "/calib_close.ini\nd2c = " + kModule +
+                             "/d2c.ini\nir-pre = " + kModule + "/ir_pre.ini\n"),
+             "--out-dir", d.file("out")};
+       },
+       2,
+       "deflash: $DIR/m.txt: the depth-engine image needs a DPU file: give \"dpu = INI\" lines or "
+       "--dpu"},
+      {"BatchSharedConfigurationMissing",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{
+             "batch", manifest(d, "config = " + d.file("absent.ini") + "\n"), "--out-dir",
+             d.file("out")};
+       },
+       2, "deflash: $DIR/m.txt:1: $DIR/absent.ini: cannot be read (No such file or directory)"},
+      {"BatchSharedConfigurationMissingOnTheCommandLine",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch", module_folders(d), "--out-dir", d.file("out"),
+                                         "--config", d.file("absent.ini")};
+       },
+       2, "deflash: $DIR/absent.ini: cannot be read (No such file or directory)"},
+      {"BatchReportIsAConfiguration",
+       [](const temp_dir& d) {
+         const std::string config = d.write("c.ini", text_of(kModule + "/calib_close.ini"));
+         return std::vector<std::string>{"batch", manifest(d, "config = " + config + "\n"),
+                                         "--out-dir", d.file("out"), "--report", config};
+       },
+       2, "deflash: $DIR/c.ini: cannot be written (it is the input $DIR/c.ini)"},
+      {"BatchReportIsTheManifest",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch", manifest(d, example_settings()), "--out-dir",
+                                         d.file("out"), "--report", d.file("m.txt")};
+       },
+       2, "deflash: $DIR/m.txt: cannot be written (it is the input $DIR/m.txt)"},
+      {"BatchReportIsAModuleCalibration",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch", module_folders(d), "--out-dir", d.file("out"),
+                                         "--report", d.file("lot/B1/calibration.json")};
+       },
+       2,
+       "deflash: $DIR/lot/B1/calibration.json: cannot be written (it is the input "
+       "$DIR/lot/B1/calibration.json)"},
+      {"BatchReportIsAnImageOfTheBatch",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch", manifest(d, example_settings()), "--out-dir",
+                                         d.file("out"), "--report", d.file("out/A1/calib.bin")};
+       },
+       2,
+       "deflash: $DIR/out/A1/calib.bin: cannot be written (it is also the output "
+       "$DIR/out/A1/calib.bin)"},
+      {"BatchReportIsAFolder",
+       [](const temp_dir& d) {
+         mkdir(d.file("report.json").c_str(), 0755);
+         return std::vector<std::string>{"batch", manifest(d, example_settings()), "--out-dir",
+                                         d.file("out"), "--report", d.file("report.json")};
+       },
+       2, "deflash: $DIR/report.json: cannot be written (it exists and is not a regular file)"},
+      {"BatchOutputFolderIsAModuleFolder",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch", module_folders(d), "--out-dir",
+                                         d.file("lot/B1")};
+       },
+       2,
+       "deflash: $DIR/lot/B1: the output folder is the module folder B1 of $DIR/lot; give "
+       "--out-dir outside the module folders"},
   };
   return cases;
 }
