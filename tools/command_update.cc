@@ -99,7 +99,8 @@ void add_update_baseline_command(CLI::App& app, int& exit_code) {
   CLI::Option* baseline =
       command->add_option("--baseline", options->baseline, "New baseline for the entries");
   CLI::Option* index =
-      command->add_option("--index", options->index, "Only the entry at this position (default: all)")
+      command
+          ->add_option("--index", options->index, "Only the entry at this position (default: all)")
           ->needs(baseline);
   CLI::Option* fb =
       command->add_option("--fb", options->fb,

@@ -55,7 +55,8 @@ std::vector<std::string> batch_output_files(const std::string& out_dir,
 std::string report_conflict(const std::string& report, const std::vector<std::string>& inputs,
                             const std::vector<std::string>& outputs) {
   for (const std::string& input : inputs) {
-    if (same_file(report, input)) return report + ": cannot be written (it is the input " + input + ")";
+    if (same_file(report, input))
+      return report + ": cannot be written (it is the input " + input + ")";
   }
   for (const std::string& output : outputs) {
     if (same_file(report, output)) {

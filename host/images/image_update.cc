@@ -35,10 +35,10 @@ outcome read_verified_input(const update_request& request, std::string& input, r
   const bool section_only = before.kind == "depth-section";
   const bool fb_d2c = request.kind == update_kind::fb_d2c;
   if (!whole && !(section_only && !fb_d2c)) {
-    return fail(status::unusable,
-                request.image + ": a " + before.kind + " file; expected a calibration image" +
-                    (fb_d2c ? std::string(" (20480 or 24576 bytes)")
-                            : std::string(" or its 4096-byte depth section")));
+    return fail(status::unusable, request.image + ": a " + before.kind +
+                                      " file; expected a calibration image" +
+                                      (fb_d2c ? std::string(" (20480 or 24576 bytes)")
+                                              : std::string(" or its 4096-byte depth section")));
   }
   if (before.ok()) return {};
   outcome refused;
@@ -100,8 +100,7 @@ outcome patch_with_library(const update_request& request, std::string& patched) 
 }
 
 /// Decodes the result, lists what changed against the input and verifies it.
-void verify_result(const std::string& input, report before, update_result& out,
-                   outcome& result) {
+void verify_result(const std::string& input, report before, update_result& out, outcome& result) {
   report after;
   std::string error;
   if (!decode(out.bytes, after, error)) {

@@ -61,9 +61,8 @@ std::string has_focal_lengths(const char* table, const std::vector<float>& value
 /// A baseline no real module has is refused whatever the image holds.
 outcome check_module_range(const update_request& request, const fb_pair* pair, float baseline,
                            const depth_entry& entry) {
-  const float unit = std::isfinite(entry.unit) && std::fabs(entry.unit) >= kMinDepthUnit
-                         ? entry.unit
-                         : 1.0f;
+  const float unit =
+      std::isfinite(entry.unit) && std::fabs(entry.unit) >= kMinDepthUnit ? entry.unit : 1.0f;
   const double mm = static_cast<double>(baseline) * static_cast<double>(unit);
   if (std::fabs(mm) >= kMinModuleBaselineMm && std::fabs(mm) <= kMaxModuleBaselineMm) return {};
   return fail(status::unusable,
@@ -80,12 +79,12 @@ outcome check_sign(const update_request& request, const fb_pair* pair, float bas
   if (!(entry.baseline != 0.0f) || std::signbit(entry.baseline) == std::signbit(baseline)) {
     return {};
   }
-  return fail(status::rejected,
-              request.image + ": " + baseline_option(request, pair) +
-                  " has the other sign than the baseline " + number(entry.baseline) +
-                  " of depth-calculation entry " + std::to_string(index) +
-                  " (the sign says which IR camera is the reference); give " +
-                  number(-baseline) + " to keep it");
+  return fail(status::rejected, request.image + ": " + baseline_option(request, pair) +
+                                    " has the other sign than the baseline " +
+                                    number(entry.baseline) + " of depth-calculation entry " +
+                                    std::to_string(index) +
+                                    " (the sign says which IR camera is the reference); give " +
+                                    number(-baseline) + " to keep it");
 }
 
 /// A baseline written into `entry`: in the module range and of its sign.
@@ -118,8 +117,8 @@ outcome check_one_baseline(const update_request& request, const update_entries& 
   for (std::size_t i = 0; i < count; ++i) {
     if (request.index && static_cast<std::size_t>(*request.index) != i) continue;
     outcome checked = check_focal_length(request, entries.depth[i], i);
-    if (checked.ok()) checked = check_new_baseline(request, nullptr, request.baseline,
-                                                   entries.depth[i], i);
+    if (checked.ok())
+      checked = check_new_baseline(request, nullptr, request.baseline, entries.depth[i], i);
     if (!checked.ok()) return checked;
   }
   return {};
@@ -135,9 +134,9 @@ outcome check_pairs_per_entry(const update_request& request, const update_entrie
     outcome checked = check_focal_length(request, entry, i);
     if (!checked.ok()) return checked;
     std::size_t p = 0;
-    while (p < request.pairs.size() && !(std::fabs(request.pairs[p].focal_length -
-                                                   entry.focal_length) <
-                                         deflash::kEntryToPairTolerance)) {
+    while (p < request.pairs.size() &&
+           !(std::fabs(request.pairs[p].focal_length - entry.focal_length) <
+             deflash::kEntryToPairTolerance)) {
       ++p;
     }
     if (p == request.pairs.size()) {
@@ -153,11 +152,11 @@ outcome check_pairs_per_entry(const update_request& request, const update_entrie
   }
   for (std::size_t p = 0; p < request.pairs.size(); ++p) {
     if (taken[p]) continue;
-    return fail(status::rejected,
-                request.image + ": " + pair_text(request.pairs[p]) +
-                    " matches no depth-calculation entry (within " +
-                    number(deflash::kEntryToPairTolerance) + " of its focal length); " +
-                    has_focal_lengths("depth-calculation", focal));
+    return fail(status::rejected, request.image + ": " + pair_text(request.pairs[p]) +
+                                      " matches no depth-calculation entry (within " +
+                                      number(deflash::kEntryToPairTolerance) +
+                                      " of its focal length); " +
+                                      has_focal_lengths("depth-calculation", focal));
   }
   return {};
 }
@@ -178,8 +177,8 @@ outcome check_entries_per_pair(const update_request& request, const update_entri
   std::vector<float> d2c_fx = entries.d2c_fx;
   std::vector<depth_entry> depth = entries.depth;
   std::vector<float> depth_focal = focal_lengths(depth);
-  const std::string window = " (within " + number(deflash::kPairToEntryTolerance) +
-                             " of its focal length); ";
+  const std::string window =
+      " (within " + number(deflash::kPairToEntryTolerance) + " of its focal length); ";
   for (const fb_pair& pair : request.pairs) {
     const int d2c = first_within(d2c_fx, pair.focal_length);
     if (d2c < 0) {
@@ -192,7 +191,8 @@ outcome check_entries_per_pair(const update_request& request, const update_entri
     if (found < 0) {
       return fail(status::rejected,
                   request.image + ": " + pair_text(pair) + " matches no depth-calculation entry" +
-                      window + has_focal_lengths("depth-calculation", focal_lengths(entries.depth)));
+                      window +
+                      has_focal_lengths("depth-calculation", focal_lengths(entries.depth)));
     }
     const auto i = static_cast<std::size_t>(found);
     outcome checked = check_new_baseline(request, &pair, pair.baseline, depth[i], i);
@@ -210,10 +210,13 @@ update_entries read_update_entries(const std::string& bytes, bool whole) {
   update_entries entries;
   const std::size_t depth_at = whole ? deflash::kDepthSection.offset : 0;
   // The image verified: every count and item size fits its section.
-  const uint32_t depth_count = deflash::load_u32_le(data + depth_at + deflash::kHeaderItemCountOffset);
-  const uint32_t depth_size = deflash::load_u32_le(data + depth_at + deflash::kHeaderItemSizeOffset);
+  const uint32_t depth_count =
+      deflash::load_u32_le(data + depth_at + deflash::kHeaderItemCountOffset);
+  const uint32_t depth_size =
+      deflash::load_u32_le(data + depth_at + deflash::kHeaderItemSizeOffset);
   for (uint32_t i = 0; i < depth_count; ++i) {
-    const uint8_t* item = data + depth_at + deflash::kSectionHeaderBytes + std::size_t{i} * depth_size;
+    const uint8_t* item =
+        data + depth_at + deflash::kSectionHeaderBytes + std::size_t{i} * depth_size;
     depth_entry entry;
     entry.baseline = deflash::load_f32_le(item + deflash::kDepthItemBaselineOffset);
     entry.focal_length = deflash::load_f32_le(item + deflash::kDepthItemFocalLengthOffset);

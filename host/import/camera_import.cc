@@ -138,8 +138,7 @@ bool rotation_to_angles(const Eigen::Matrix3d& r, double (&angles)[3], std::stri
 
 bool set_extrinsics(const rigid_transform& transform, double millimetres_per_unit, float* out,
                     std::string& what) {
-  constexpr const char* kTranslationNames[] = {"translation x", "translation y",
-                                                "translation z"};
+  constexpr const char* kTranslationNames[] = {"translation x", "translation y", "translation z"};
   for (int i = 0; i < 3; ++i) {
     if (!fits_float(kTranslationNames[i], transform.translation[i] * millimetres_per_unit, " mm",
                     what)) {

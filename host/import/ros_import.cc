@@ -119,8 +119,9 @@ bool set_pair_extrinsics(const std::vector<std::string>& files, const rigid_tran
   if (files.size() == 3) {
     error = files[2] + (translation ? ": \"translation\": " : ": \"rotation\": ") + what;
   } else {
-    error = files[1] + (translation ? ": the translation from \"projection_matrix\" "
-                                    : ": the rotation from \"rectification_matrix\" ") +
+    error = files[1] +
+            (translation ? ": the translation from \"projection_matrix\" "
+                         : ": the rotation from \"rectification_matrix\" ") +
             what;
   }
   return false;

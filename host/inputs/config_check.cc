@@ -12,9 +12,9 @@
 
 #include "config/ini_convert.h"
 #include "config/ini_reader.h"
-#include "rectify/line_buffer.h"
 #include "config_checker.h"
 #include "de_config_check.h"
+#include "rectify/line_buffer.h"
 
 namespace deflash_host {
 namespace {
@@ -185,10 +185,9 @@ void check_reserved_rows(checker& c, const source_cut& cut, const image_sides& s
   const long long below = cut.reserved[1];
   if (above + below < depth) return;
   c.warn("rectify", "rectify_start_rows_buff_reserved",
-         std::to_string(above) + " + " + std::to_string(below) +
-                    " reserved rows fill the " + std::to_string(depth) +
-                    "-row line buffer of the " + number(sides.ir_width) +
-                    "-pixel-wide left IR image");
+         std::to_string(above) + " + " + std::to_string(below) + " reserved rows fill the " +
+             std::to_string(depth) + "-row line buffer of the " + number(sides.ir_width) +
+             "-pixel-wide left IR image");
 }
 
 void check_calib_d2c(checker& c, const image_sides& sides) {

@@ -193,8 +193,8 @@ class checker {
   /// Fills `out` with the values when they are all good; `example` (", such
   /// as ...") replaces the one of a resolution or edge list.
   bool list(const std::string& section_name, const std::string& key, bool required,
-            std::size_t count, long long low, long long high,
-            std::vector<long long>* out = nullptr, const char* example = nullptr) {
+            std::size_t count, long long low, long long high, std::vector<long long>* out = nullptr,
+            const char* example = nullptr) {
     const ini_value* found = value(section_name, key, required);
     if (found == nullptr) return false;
     const std::string& text = found->text();

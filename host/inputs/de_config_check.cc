@@ -90,7 +90,8 @@ void check_dpu_basic(checker& c) {
 
 /// Every key of one of the loader's tables, converted as the loader converts it.
 template <typename Params, std::size_t N>
-void check_fields(checker& c, const char* section, const deflash::dpu_field_key<Params> (&keys)[N]) {
+void check_fields(checker& c, const char* section,
+                  const deflash::dpu_field_key<Params> (&keys)[N]) {
   for (const deflash::dpu_field_key<Params>& key : keys) {
     if (key.flag != nullptr) {
       bool v = false;

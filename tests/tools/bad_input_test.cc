@@ -144,8 +144,13 @@ std::vector<std::string> calib_raw(const temp_dir& dir, const std::string& recor
 /// startrow on the example module with configuration text `ini`.
 std::vector<std::string> startrow_config(const temp_dir& dir, const std::string& ini) {
   dir.write("startrow.bin", "previous image");
-  return {"startrow", "--calibration", kModule + "/calibration.json", "--config",
-          dir.write("c.ini", ini), "--out", dir.file("startrow.bin")};
+  return {"startrow",
+          "--calibration",
+          kModule + "/calibration.json",
+          "--config",
+          dir.write("c.ini", ini),
+          "--out",
+          dir.file("startrow.bin")};
 }
 
 std::vector<std::string> check_config(const temp_dir& dir, const std::string& ini) {
@@ -747,9 +752,15 @@ const std::vector<bad_input>& catalogue() {
       {"DeconfigOutputIsAnInput",
        [](const temp_dir& d) {
          const std::string ir = d.write("ir.ini", text_of(kModule + "/ir_pre.ini"));
-         return std::vector<std::string>{
-             "deconfig", "--dpu", kModule + "/dpu_close.ini", "--d2c", kModule + "/d2c.ini",
-             "--ir-pre", ir,      "--out",                    ir};
+         return std::vector<std::string>{"deconfig",
+                                         "--dpu",
+                                         kModule + "/dpu_close.ini",
+                                         "--d2c",
+                                         kModule + "/d2c.ini",
+                                         "--ir-pre",
+                                         ir,
+                                         "--out",
+                                         ir};
        },
        2, "deflash: $DIR/ir.ini: cannot be written (it is the input $DIR/ir.ini)"},
 
@@ -846,8 +857,7 @@ const std::vector<bad_input>& catalogue() {
        [](const temp_dir& d) {
          return update(d, "update-baseline", kGoldenCalib, {"--baseline", "0"});
        },
-       2,
-       "deflash: --baseline 0: a baseline of 0 mm is outside the 1 to 1000 mm of a real module"},
+       2, "deflash: --baseline 0: a baseline of 0 mm is outside the 1 to 1000 mm of a real module"},
       {"UpdatePairBaselineNoModuleHas",
        [](const temp_dir& d) {
          return update(d, "update-baseline", kGoldenCalib, {"--fb", "645:1e30"});
@@ -856,7 +866,9 @@ const std::vector<bad_input>& catalogue() {
        "deflash: --fb 645:1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
        "module"},
       {"UpdateFbBaselineNoModuleHas",
-       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "646:1e30"}); },
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "646:1e30"});
+       },
        2,
        "deflash: --fb 646:1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
        "module"},
@@ -890,7 +902,9 @@ const std::vector<bad_input>& catalogue() {
            ": --baseline 50 has the other sign than the baseline -50.0125 of depth-calculation "
            "entry 0 (the sign says which IR camera is the reference); give -50 to keep it"},
       {"UpdateFbBaselineOfTheOtherSign",
-       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "646:50"}); },
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "646:50"});
+       },
        1,
        "deflash: " + kGoldenCalib +
            ": --fb 646:50 has the other sign than the baseline -50.0125 of depth-calculation "
@@ -905,15 +919,16 @@ const std::vector<bad_input>& catalogue() {
            "the depth-calculation entries' focal lengths are 645.07"},
       {"UpdatePairMatchingNoEntry",
        [](const temp_dir& d) {
-         return update(d, "update-baseline", kGoldenCalib,
-                       {"--fb", "645:-50", "--fb", "900:-50"});
+         return update(d, "update-baseline", kGoldenCalib, {"--fb", "645:-50", "--fb", "900:-50"});
        },
        1,
        "deflash: " + kGoldenCalib +
            ": --fb 900:-50 matches no depth-calculation entry (within 1 of its focal length); the "
            "depth-calculation entries' focal lengths are 645.07"},
       {"UpdateFbPairMatchingNoEntry",
-       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "900:-50"}); },
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "900:-50"});
+       },
        1,
        "deflash: " + kGoldenCalib +
            ": --fb 900:-50 matches no depth-to-colour entry (within 6 of its focal length); the "
@@ -940,16 +955,16 @@ const std::vector<bad_input>& catalogue() {
        1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
       {"ReservedRowsNotWholeInCheckConfig",
        [](const temp_dir& d) {
-         return check_config(d,
-                             close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+         return check_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
        },
        1,
        "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
        "whole numbers in braces, such as {64,64}"},
       {"ReservedRowsNotWholeInCalib",
        [](const temp_dir& d) {
-         return calib_config(d,
-                             close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+         return calib_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
        },
        1,
        "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
@@ -990,10 +1005,17 @@ const std::vector<bad_input>& catalogue() {
        [](const temp_dir& d) {
          d.write("module.json", "previous calibration");
          const std::string ros = kExamples + "/ros/";
-         return std::vector<std::string>{
-             "calib-json",         "--from",        "ros",    ros + "ir_left.yaml",
-             ros + "ir_left.yaml", ros + "ir_rgb_left.yaml", ros + "ir_rgb_rgb.yaml",
-             "--temperatures",     "35,35,38",      "--out",  d.file("module.json")};
+         return std::vector<std::string>{"calib-json",
+                                         "--from",
+                                         "ros",
+                                         ros + "ir_left.yaml",
+                                         ros + "ir_left.yaml",
+                                         ros + "ir_rgb_left.yaml",
+                                         ros + "ir_rgb_rgb.yaml",
+                                         "--temperatures",
+                                         "35,35,38",
+                                         "--out",
+                                         d.file("module.json")};
        },
        1,
        "deflash: imported calibration: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 "
@@ -1001,9 +1023,9 @@ const std::vector<bad_input>& catalogue() {
            kImplausible},
       {"CalibJsonCameraMatrixAsOneRow",
        [](const temp_dir& d) {
-         return calib_json_opencv(
-             d, opencv_intrinsics("M1: !!opencv-matrix\n   rows: 3\n   cols: 3",
-                                  "M1: !!opencv-matrix\n   rows: 1\n   cols: 9"));
+         return calib_json_opencv(d,
+                                  opencv_intrinsics("M1: !!opencv-matrix\n   rows: 3\n   cols: 3",
+                                                    "M1: !!opencv-matrix\n   rows: 1\n   cols: 9"));
        },
        1, "deflash: $DIR/intrinsics.yml:3: \"M1\": is a 1x9 matrix; a camera matrix is 3x3"},
       {"CalibJsonValueBeyondFloat",
@@ -1025,8 +1047,9 @@ const std::vector<bad_input>& catalogue() {
       {"DeconfigWithoutDpu",
        [](const temp_dir& d) {
          d.write("de.bin", "previous image");
-         return std::vector<std::string>{"deconfig", "--d2c", kModule + "/d2c.ini", "--ir-pre",
-                                         kModule + "/ir_pre.ini", "--out", d.file("de.bin")};
+         return std::vector<std::string>{
+             "deconfig", "--d2c",         kModule + "/d2c.ini", "--ir-pre", kModule + "/ir_pre.ini",
+             "--out",    d.file("de.bin")};
        },
        2,
        "deflash: give at least one --dpu file: without one the image's DPU block stays erased "
@@ -1046,42 +1069,46 @@ const std::vector<bad_input>& catalogue() {
        "--dpu"},
       {"BatchSharedConfigurationMissing",
        [](const temp_dir& d) {
-         return std::vector<std::string>{
-             "batch", manifest(d, "config = " + d.file("absent.ini") + "\n"), "--out-dir",
-             d.file("out")};
+         return std::vector<std::string>{"batch",
+                                         manifest(d, "config = " + d.file("absent.ini") + "\n"),
+                                         "--out-dir", d.file("out")};
        },
        2, "deflash: $DIR/m.txt:1: $DIR/absent.ini: cannot be read (No such file or directory)"},
       {"BatchSharedConfigurationMissingOnTheCommandLine",
        [](const temp_dir& d) {
-         return std::vector<std::string>{"batch", module_folders(d), "--out-dir", d.file("out"),
-                                         "--config", d.file("absent.ini")};
+         return std::vector<std::string>{"batch",       module_folders(d), "--out-dir",
+                                         d.file("out"), "--config",        d.file("absent.ini")};
        },
        2, "deflash: $DIR/absent.ini: cannot be read (No such file or directory)"},
       {"BatchReportIsAConfiguration",
        [](const temp_dir& d) {
          const std::string config = d.write("c.ini", text_of(kModule + "/calib_close.ini"));
-         return std::vector<std::string>{"batch", manifest(d, "config = " + config + "\n"),
-                                         "--out-dir", d.file("out"), "--report", config};
+         return std::vector<std::string>{"batch",     manifest(d, "config = " + config + "\n"),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  config};
        },
        2, "deflash: $DIR/c.ini: cannot be written (it is the input $DIR/c.ini)"},
       {"BatchReportIsTheManifest",
        [](const temp_dir& d) {
-         return std::vector<std::string>{"batch", manifest(d, example_settings()), "--out-dir",
-                                         d.file("out"), "--report", d.file("m.txt")};
+         return std::vector<std::string>{"batch",     manifest(d, example_settings()),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("m.txt")};
        },
        2, "deflash: $DIR/m.txt: cannot be written (it is the input $DIR/m.txt)"},
       {"BatchReportIsAModuleCalibration",
        [](const temp_dir& d) {
-         return std::vector<std::string>{"batch", module_folders(d), "--out-dir", d.file("out"),
-                                         "--report", d.file("lot/B1/calibration.json")};
+         return std::vector<std::string>{"batch",     module_folders(d),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("lot/B1/calibration.json")};
        },
        2,
        "deflash: $DIR/lot/B1/calibration.json: cannot be written (it is the input "
        "$DIR/lot/B1/calibration.json)"},
       {"BatchReportIsAnImageOfTheBatch",
        [](const temp_dir& d) {
-         return std::vector<std::string>{"batch", manifest(d, example_settings()), "--out-dir",
-                                         d.file("out"), "--report", d.file("out/A1/calib.bin")};
+         return std::vector<std::string>{"batch",     manifest(d, example_settings()),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("out/A1/calib.bin")};
        },
        2,
        "deflash: $DIR/out/A1/calib.bin: cannot be written (it is also the output "
@@ -1089,14 +1116,14 @@ const std::vector<bad_input>& catalogue() {
       {"BatchReportIsAFolder",
        [](const temp_dir& d) {
          mkdir(d.file("report.json").c_str(), 0755);
-         return std::vector<std::string>{"batch", manifest(d, example_settings()), "--out-dir",
-                                         d.file("out"), "--report", d.file("report.json")};
+         return std::vector<std::string>{"batch",     manifest(d, example_settings()),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("report.json")};
        },
        2, "deflash: $DIR/report.json: cannot be written (it exists and is not a regular file)"},
       {"BatchOutputFolderIsAModuleFolder",
        [](const temp_dir& d) {
-         return std::vector<std::string>{"batch", module_folders(d), "--out-dir",
-                                         d.file("lot/B1")};
+         return std::vector<std::string>{"batch", module_folders(d), "--out-dir", d.file("lot/B1")};
        },
        2,
        "deflash: $DIR/lot/B1: the output folder is the module folder B1 of $DIR/lot; give "

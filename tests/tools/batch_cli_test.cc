@@ -1,5 +1,6 @@
 // Tests of `deflash batch`, run as a process: the same bytes as the single
 // image commands, failures kept to their module, the report, manifest errors.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -7,11 +8,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fcntl.h>
-#include <thread>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/temp_files.h"

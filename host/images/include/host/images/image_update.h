@@ -83,8 +83,7 @@ outcome update_image(const update_request& request, update_result& out);
 /// Reads back the file at `path` that was written with `bytes` and checks
 /// it as `inspect` would: rejected when it differs or does not verify.
 /// Sets `kind` to the file's kind.
-outcome check_written_image(const std::string& path, const std::string& bytes,
-                            std::string& kind);
+outcome check_written_image(const std::string& path, const std::string& bytes, std::string& kind);
 
 }  // namespace deflash_host
 
