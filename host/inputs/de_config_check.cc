@@ -176,6 +176,17 @@ void check_ir_pre_group(checker& c, const std::string& group) {
   c.list(group, "box_weight_16", true, 16, 0, kMaxU16);
 }
 
+/// The [basic] count and then each of the groups "group1" to "groupN".
+void check_groups(checker& c, const char* kind, long long max_groups,
+                  void (*check_group)(checker&, const std::string&)) {
+  const int count = check_group_count(c, kind, max_groups);
+  for (int i = 1; i <= count; ++i) {
+    const std::string group = "group" + std::to_string(i);
+    if (!c.require_section(group, kind)) return;
+    check_group(c, group);
+  }
+}
+
 }  // namespace
 
 void check_dpu(checker& c) {
@@ -189,21 +200,11 @@ void check_dpu(checker& c) {
 }
 
 void check_d2c(checker& c) {
-  const int count = check_group_count(c, "D2C", config_checking::kMaxD2cGroups);
-  for (int i = 1; i <= count; ++i) {
-    const std::string group = "group" + std::to_string(i);
-    if (!c.require_section(group, "D2C")) return;
-    check_d2c_group(c, group);
-  }
+  check_groups(c, "D2C", config_checking::kMaxD2cGroups, check_d2c_group);
 }
 
 void check_ir_pre(checker& c) {
-  const int count = check_group_count(c, "IR pre-ISP", config_checking::kMaxIrPreGroups);
-  for (int i = 1; i <= count; ++i) {
-    const std::string group = "group" + std::to_string(i);
-    if (!c.require_section(group, "IR pre-ISP")) return;
-    check_ir_pre_group(c, group);
-  }
+  check_groups(c, "IR pre-ISP", config_checking::kMaxIrPreGroups, check_ir_pre_group);
 }
 
 }  // namespace deflash_host

@@ -363,49 +363,15 @@ const std::vector<bad_input>& catalogue() {
        },
        1, ""},
       {"RawCalibrationOfTheWrongSize",
-       [](const temp_dir& d) {
-         d.write("calib.bin", "previous image");
-         return std::vector<std::string>{"calib",
-                                         "--raw-calibration",
-                                         d.write("raw.bin", std::string(100, '\0')),
-                                         "--temperatures",
-                                         "35,35,38",
-                                         "--config",
-                                         kModule + "/calib_close.ini",
-                                         "--out",
-                                         d.file("calib.bin")};
-       },
-       1, "deflash: $DIR/raw.bin: is 100 bytes; a raw calibration record is exactly 6264 bytes"},
+       [](const temp_dir& d) { return calib_raw(d, std::string(100, '\0')); }, 1,
+       "deflash: $DIR/raw.bin: is 100 bytes; a raw calibration record is exactly 6264 bytes"},
       {"RawCalibrationOfZeros",
-       [](const temp_dir& d) {
-         d.write("calib.bin", "previous image");
-         return std::vector<std::string>{"calib",
-                                         "--raw-calibration",
-                                         d.write("raw.bin", std::string(6264, '\0')),
-                                         "--temperatures",
-                                         "35,35,38",
-                                         "--config",
-                                         kModule + "/calib_close.ini",
-                                         "--out",
-                                         d.file("calib.bin")};
-       },
-       1,
+       [](const temp_dir& d) { return calib_raw(d, std::string(6264, '\0')); }, 1,
        "deflash: $DIR/raw.bin: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 mm" +
            kImplausible},
       {"TemperaturesNotNumbers",
-       [](const temp_dir& d) {
-         d.write("calib.bin", "previous image");
-         return std::vector<std::string>{"calib",
-                                         "--raw-calibration",
-                                         d.write("raw.bin", std::string(6264, '\0')),
-                                         "--temperatures",
-                                         "nan,35,38",
-                                         "--config",
-                                         kModule + "/calib_close.ini",
-                                         "--out",
-                                         d.file("calib.bin")};
-       },
-       2, "deflash: --temperatures \"nan,35,38\" must be three numbers L,R,LDM (degrees Celsius)"},
+       [](const temp_dir& d) { return calib_raw(d, std::string(6264, '\0'), "nan,35,38"); }, 2,
+       "deflash: --temperatures \"nan,35,38\" must be three numbers L,R,LDM (degrees Celsius)"},
 
       // Configuration files.
       {"MissingConfiguration",
