@@ -16,9 +16,9 @@ namespace {
 /// The input list counts configurations in one byte.
 constexpr std::size_t kMaxConfigs = std::numeric_limits<uint8_t>::max();
 
-}  // namespace
-
-outcome calibration_inputs::load(const calibration_source_options& options) {
+/// The sources the options name must be one calibration, with the
+/// temperatures where the source carries none.
+outcome check_source_options(const calibration_source_options& options) {
   const bool from_json = !options.calibration_json.empty();
   const bool from_raw = !options.raw_calibration.empty();
   const bool from_import = options.import.given();
@@ -47,7 +47,35 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
     return fail(status::unusable,
                 "at most " + std::to_string(kMaxConfigs) + " --config files fit in one image");
   }
+  return {};
+}
 
+/// An import or a raw record with the temperatures of the options.
+outcome read_with_temperatures(const calibration_source_options& options,
+                               module_calibration& calibration) {
+  if (!parse_temperatures(options.temperatures, calibration.temperatures)) {
+    return fail(status::unusable, "--temperatures \"" + options.temperatures +
+                                      "\" must be three numbers L,R,LDM (degrees Celsius)");
+  }
+  std::string error;
+  if (!options.import.given()) {
+    if (!read_raw_calibration(options.raw_calibration, calibration.params, error)) {
+      return fail(status::rejected, error);
+    }
+    return {};
+  }
+  float temperatures[kTemperatureCount];
+  std::copy(calibration.temperatures, calibration.temperatures + kTemperatureCount, temperatures);
+  if (outcome imported = import_from_options(options.import, calibration); !imported.ok()) {
+    return imported;
+  }
+  std::copy(temperatures, temperatures + kTemperatureCount, calibration.temperatures);
+  return {};
+}
+
+/// The module calibration from the JSON file, the raw record or the import.
+outcome read_calibration(const calibration_source_options& options,
+                         module_calibration& calibration) {
   std::string error;
   // An unreadable file is an I/O error (2); a file that reads but holds no
   // valid calibration is rejected input (1).
@@ -56,51 +84,52 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
       return fail(status::unusable, error);
     }
   }
-  calibration_ = module_calibration{};
-  if (from_raw || from_import) {
-    if (!parse_temperatures(options.temperatures, calibration_.temperatures)) {
-      return fail(status::unusable, "--temperatures \"" + options.temperatures +
-                                        "\" must be three numbers L,R,LDM (degrees Celsius)");
-    }
-    if (from_import) {
-      float temperatures[kTemperatureCount];
-      std::copy(calibration_.temperatures, calibration_.temperatures + kTemperatureCount,
-                temperatures);
-      if (outcome imported = import_from_options(options.import, calibration_); !imported.ok()) {
-        return imported;
-      }
-      std::copy(temperatures, temperatures + kTemperatureCount, calibration_.temperatures);
-    } else if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
-      return fail(status::rejected, error);
-    }
-  } else if (!read_calibration_json(options.calibration_json, calibration_, error)) {
+  calibration = module_calibration{};
+  if (options.calibration_json.empty()) return read_with_temperatures(options, calibration);
+  if (!read_calibration_json(options.calibration_json, calibration, error)) {
     return fail(status::rejected, error);
   }
+  return {};
+}
 
-  // Impossible cameras would still make an image the library accepts.
-  const std::string source = from_json  ? options.calibration_json
-                             : from_raw ? options.raw_calibration
-                                        : "imported calibration";
-  std::vector<config_problem> problems;
-  for (const implausible_value& value : check_calibration(calibration_)) {
-    problems.push_back({source + ": " + value.field, value.what, true, false});
-  }
+/// The calibration's cameras and every configuration file, held to what a
+/// real module has: impossible cameras would still make an image the library
+/// accepts.
+outcome check_module(const calibration_source_options& options,
+                     const module_calibration& calibration) {
+  const std::string source = !options.calibration_json.empty()  ? options.calibration_json
+                             : !options.raw_calibration.empty() ? options.raw_calibration
+                                                                : kImportedCalibration;
+  std::vector<config_problem> problems = calibration_problems(source, calibration);
   // The library takes a string that names no readable file as INI text, so
   // a mistyped path would surface as a confusing configuration error; the
   // tool reads each file first and checks it with the library's own reader.
   for (const std::string& config : options.configs) {
     std::string text;
+    std::string error;
     if (!read_file_bytes(config, text, error)) return fail(status::unusable, error);
-    const config_check check = check_config_text(config, text, config_kind::calib, &calibration_);
+    const config_check check = check_config_text(config, text, config_kind::calib, &calibration);
     problems.insert(problems.end(), check.problems.begin(), check.problems.end());
   }
-  outcome checked = problems_outcome(problems, options.allow_implausible);
-  if (!checked.ok()) return checked;
+  return problems_outcome(problems, options.allow_implausible);
+}
 
+}  // namespace
+
+outcome calibration_inputs::load(const calibration_source_options& options) {
+  if (outcome checked = check_source_options(options); !checked.ok()) return checked;
+  if (outcome read = read_calibration(options, calibration_); !read.ok()) return read;
+  outcome checked = check_module(options, calibration_);
+  if (!checked.ok()) return checked;
+  record_inputs(options);
+  return checked;
+}
+
+void calibration_inputs::record_inputs(const calibration_source_options& options) {
   input_files_ = options.configs;
-  if (from_json) input_files_.push_back(options.calibration_json);
-  if (from_raw) input_files_.push_back(options.raw_calibration);
-  if (from_import) {
+  if (!options.calibration_json.empty()) input_files_.push_back(options.calibration_json);
+  if (!options.raw_calibration.empty()) input_files_.push_back(options.raw_calibration);
+  if (options.import.given()) {
     for (const std::string& file : import_input_files(options.import)) input_files_.push_back(file);
   }
 
@@ -119,7 +148,6 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
   list_.calib_temperature_list = temperature_list_.data();
   list_.calib_temperature_num = static_cast<uint8_t>(count);
   list_.optional_section = nullptr;  // the optional fourth section is not asked for
-  return checked;
 }
 
 }  // namespace deflash_host

@@ -56,6 +56,13 @@ outcome build_deconfig_image(const deconfig_sources& sources, const std::string&
   }
   outcome built = problems_outcome(problems, false);
   if (!built.ok()) return built;
+  // Without a DPU file the library leaves the image's DPU block erased
+  // flash, which no depth engine takes and inspect rejects.
+  if (sources.dpu.empty()) {
+    return built.stop(status::unusable,
+                      "give at least one --dpu file: without one the image's DPU block stays "
+                      "erased flash, which inspect rejects");
+  }
   auto files = std::make_unique<de_config_files>();
   std::vector<const char*> dpu_paths;
   for (const std::string& path : sources.dpu) dpu_paths.push_back(path.c_str());

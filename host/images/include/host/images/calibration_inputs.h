@@ -55,6 +55,9 @@ class calibration_inputs {
   std::size_t config_count() const { return configs_.size(); }
 
  private:
+  /// Points the list at the configurations and the calibration.
+  void record_inputs(const calibration_source_options& options);
+
   module_calibration calibration_;
   std::vector<std::string> configs_;
   std::vector<std::string> input_files_;
