@@ -95,8 +95,9 @@ std::vector<search_hit> search_along_rows(const float_plane& from, const float_p
   return peaks;
 }
 
-search_hit refine_whole_pixel(const float_plane& from, const float_plane& to, int x, int y,
-                              int half, int dx, int dy, int radius) {
+search_hit refine_whole_pixel(const float_plane& from, const float_plane& to,
+                              const float_plane& to_spread, int x, int y, int half, int dx, int dy,
+                              int radius) {
   const std::vector<float> patch = unit_patch(from, x, y, half);
   if (patch.empty()) return {};
   const int side = 2 * half + 1;
@@ -109,21 +110,19 @@ search_hit refine_whole_pixel(const float_plane& from, const float_plane& to, in
       if (cx - half < 0 || cy - half < 0 || cx + half >= to.width || cy + half >= to.height) {
         continue;
       }
-      double sum = 0.0;
-      double cross = 0.0;
-      double squares = 0.0;
+      const float spread = to_spread.at(cx, cy);
+      if (spread < kMinSpread) continue;
+      // The unit patch sums to zero: its products with the levels are the
+      // covariance, whatever their mean.
+      float cross = 0.0f;
       for (int r = 0; r < side; ++r) {
         const float* row = to.row(cy - half + r) + (cx - half);
         const float* weights = patch.data() + static_cast<std::size_t>(r) * side;
-        for (int c = 0; c < side; ++c) {
-          sum += row[c];
-          squares += static_cast<double>(row[c]) * row[c];
-          cross += static_cast<double>(weights[c]) * row[c];
-        }
+        float row_cross = 0.0f;
+        for (int c = 0; c < side; ++c) row_cross += weights[c] * row[c];
+        cross += row_cross;
       }
-      const double deviation = squares - sum * sum / static_cast<double>(patch.size());
-      if (deviation <= kMinSpread * kMinSpread) continue;
-      const float correlation = static_cast<float>(cross / std::sqrt(deviation));
+      const float correlation = cross / spread;
       if (correlation > hit.correlation) hit = {true, sx, sy, correlation};
     }
   }

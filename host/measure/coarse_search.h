@@ -13,10 +13,10 @@ namespace deflash_host {
 
 /// Where the search looks, relative to the patch centre of the first picture.
 struct search_window {
-  int half = 0;      ///< the patch is (2 half + 1) pixels square
-  int min_dx = 0;    ///< columns searched: min_dx .. max_dx
+  int half = 0;    ///< the patch is (2 half + 1) pixels square
+  int min_dx = 0;  ///< columns searched: min_dx .. max_dx
   int max_dx = 0;
-  int rows = 0;      ///< rows searched: -rows .. rows
+  int rows = 0;  ///< rows searched: -rows .. rows
 };
 
 struct search_hit {
@@ -40,10 +40,12 @@ std::vector<search_hit> search_along_rows(const float_plane& from, const float_p
                                           const search_window& window, float min_correlation,
                                           float rivalry, std::size_t max_peaks);
 
-/// The best displacement within `radius` of (dx, dy), patches compared in
-/// full; not found when every candidate leaves the pictures.
-search_hit refine_whole_pixel(const float_plane& from, const float_plane& to, int x, int y,
-                              int half, int dx, int dy, int radius);
+/// The best displacement within `radius` of (dx, dy) (`to_spread` from
+/// patch_spread(to, half)); not found when every candidate leaves the
+/// pictures or is flat.
+search_hit refine_whole_pixel(const float_plane& from, const float_plane& to,
+                              const float_plane& to_spread, int x, int y, int half, int dx, int dy,
+                              int radius);
 
 }  // namespace deflash_host
 

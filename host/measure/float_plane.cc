@@ -25,8 +25,10 @@ float_plane smooth_binomial(const float_plane& plane) {
     const float* in = plane.row(y);
     float* out = across.px.data() + static_cast<std::size_t>(y) * plane.width;
     for (int x = 1; x + 1 < plane.width; ++x) {
-      const bool gap = in[x - 1] == 0.0f || in[x] == 0.0f || in[x + 1] == 0.0f;
-      out[x] = gap ? 0.0f : 0.25f * ((in[x - 1] + in[x + 1]) + 2.0f * in[x]);
+      // Branch-free, so that the loop runs on vectors.
+      const float keep =
+          static_cast<float>((in[x - 1] != 0.0f) & (in[x] != 0.0f) & (in[x + 1] != 0.0f));
+      out[x] = keep * (0.25f * ((in[x - 1] + in[x + 1]) + 2.0f * in[x]));
     }
   }
   float_plane smooth;
@@ -39,8 +41,9 @@ float_plane smooth_binomial(const float_plane& plane) {
     const float* below = across.row(y + 1);
     float* out = smooth.px.data() + static_cast<std::size_t>(y) * plane.width;
     for (int x = 0; x < plane.width; ++x) {
-      const bool gap = above[x] == 0.0f || here[x] == 0.0f || below[x] == 0.0f;
-      out[x] = gap ? 0.0f : 0.25f * ((above[x] + below[x]) + 2.0f * here[x]);
+      const float keep =
+          static_cast<float>((above[x] != 0.0f) & (here[x] != 0.0f) & (below[x] != 0.0f));
+      out[x] = keep * (0.25f * ((above[x] + below[x]) + 2.0f * here[x]));
     }
   }
   return smooth;

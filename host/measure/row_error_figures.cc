@@ -52,8 +52,7 @@ row_error_figures summarize_row_error(const std::vector<row_match>& matches, int
   figures.max = sizes.back();
   for (std::size_t i = 0; i < region_sums.size(); ++i) {
     if (figures.regions[i].matches > 0) {
-      figures.regions[i].mean_dy =
-          region_sums[i] / static_cast<double>(figures.regions[i].matches);
+      figures.regions[i].mean_dy = region_sums[i] / static_cast<double>(figures.regions[i].matches);
     }
   }
   return figures;

@@ -1,6 +1,7 @@
 // Sub-pixel displacement of one patch in the other picture: a Gauss-Newton
-// fit of the shift (with a gain, since two IR cameras never expose alike)
-// over bilinearly sampled pixels, from a whole-pixel start.
+// fit of the shift (with a gain, since two IR cameras never expose alike, and
+// a column shift that changes across the patch, as it does on a slanted
+// surface) over cubic-interpolated pixels, from a whole-pixel start.
 #ifndef DEFLASH_HOST_MEASURE_SUBPIXEL_MATCH_H_
 #define DEFLASH_HOST_MEASURE_SUBPIXEL_MATCH_H_
 
@@ -18,13 +19,25 @@ struct subpixel_fit {
   double correlation = 0.0;
 };
 
-/// Fits where the patch of `from` centred at (x, y) lies in `to`, starting at
-/// (start_dx, start_dy). Not found when the patch lacks texture in either
+/// Whether the patch of `from` centred at (x, y) has the texture a fit
+/// needs (see fit_subpixel) and touches no pixel of value 0.
+bool has_texture(const float_plane& from, int x, int y, double min_gradient);
+
+/// Fits the shift of the patch of `from` centred at (x, y) in `to`, starting
+/// at (start_dx, start_dy). Not found when the patch lacks texture in either
 /// direction (`min_gradient` grey levels a pixel, as the weaker axis of its
 /// gradients), touches a pixel of value 0, leaves the picture, moves more
 /// than a pixel and a half from the start, or does not settle.
 subpixel_fit fit_subpixel(const float_plane& from, const float_plane& to, int x, int y,
                           double start_dx, double start_dy, double min_gradient);
+
+/// Refits a shift found by fit_subpixel on a slanted surface: the column
+/// shift may change by `slope_x` a column and `slope_y` a row across the
+/// patch (starting values; they are fitted too). The shift alone, fitted
+/// there, tilts its rows by the slant's stretch of the texture.
+subpixel_fit fit_slanted(const float_plane& from, const float_plane& to, int x, int y,
+                         const subpixel_fit& shift, double slope_x, double slope_y,
+                         double min_gradient);
 
 }  // namespace deflash_host
 

@@ -51,8 +51,8 @@ outcome measure_scene(const std::string& name, const example_scene::scene& world
   const rectified_pair pair = measure_test::rectify_with(used, sources);
   EXPECT_TRUE(pair.converted) << name;
   outcome out;
-  out.measured = measure_row_error(measure_test::view_of(pair.left),
-                                   measure_test::view_of(pair.right));
+  out.measured =
+      measure_row_error(measure_test::view_of(pair.left), measure_test::view_of(pair.right));
   out.predicted = measure_test::predict(world, truth.params, pair.rectify, out.measured.matches,
                                         pair.left.width, pair.left.height);
   const auto& m = out.measured.figures;
@@ -62,8 +62,8 @@ outcome measure_scene(const std::string& name, const example_scene::scene& world
   EXPECT_NEAR(m.mean, out.predicted.mean_abs, tolerance(out.predicted.mean_abs)) << name;
   for (int i = 0; i < kRegionColumns * kRegionRows; ++i) {
     const double predicted = out.predicted.figures.regions[i].mean_dy;
-    std::printf("%s%+7.3f (%+7.3f)", i % kRegionColumns == 0 ? "    " : "  ",
-                m.regions[i].mean_dy, predicted);
+    std::printf("%s%+7.3f (%+7.3f)", i % kRegionColumns == 0 ? "    " : "  ", m.regions[i].mean_dy,
+                predicted);
     if (i % kRegionColumns == kRegionColumns - 1) std::printf("\n");
     if (m.regions[i].matches < kRegionMatches) continue;
     EXPECT_NEAR(m.regions[i].mean_dy, predicted, tolerance(predicted)) << name << ", region " << i;
@@ -82,14 +82,21 @@ deflash_cli::module_calibration pitched(double milliradians) { return turned(0, 
 /// Rotation about its optical axis: the offset grows from one side to the other.
 deflash_cli::module_calibration rolled(double milliradians) { return turned(2, milliradians); }
 
-/// One textured plane filling the view: through `centre` (mm, left camera
-/// frame), its s axis along `s_axis`, t straight down.
+/// One plane filling the view: through `centre` (mm, left camera frame),
+/// its s axis along `s_axis`, t straight down.
 example_scene::scene single_plane(const Eigen::Vector3d& centre, const Eigen::Vector3d& s_axis) {
   example_scene::scene world;
-  world.planes = {{centre, s_axis.normalized(), {0.0, 1.0, 0.0}, -5000.0, 5000.0, -5000.0,
-                   5000.0}};
-  world.marks = example_scene::marks(world.planes);
+  world.planes = {{centre, s_axis.normalized(), {0.0, 1.0, 0.0}, -5000.0, 5000.0, -5000.0, 5000.0}};
   return world;
+}
+
+/// A random target whose blobs are about three pixels wide at `distance_mm`:
+/// the texture a calibration check asks for.
+source_pair target_pictures(const example_scene::scene& world, double distance_mm) {
+  constexpr double kFocalPixels = 643.5;
+  constexpr double kFeaturePixels = 3.0;
+  return measure_test::render_target(world.planes, kFeaturePixels * distance_mm / kFocalPixels,
+                                     example_calibration().params);
 }
 
 TEST(RowErrorScene, ExampleSceneMeasuresTheCorrectCalibrationUnderATenthOfAPixel) {
@@ -119,9 +126,8 @@ TEST(RowErrorScene, ExampleSceneWithTheRightCameraPitched) {
 
 TEST(RowErrorScene, ExampleSceneWithTheRightCameraRolledShowsAGradientAcross) {
   const example_scene::scene world = example_scene::make_scene();
-  const outcome o =
-      measure_scene("example scene, roll 3 mrad", world, measure_test::example_pictures(),
-                    rolled(3.0));
+  const outcome o = measure_scene("example scene, roll 3 mrad", world,
+                                  measure_test::example_pictures(), rolled(3.0));
   ASSERT_TRUE(o.measured.measured()) << o.measured.message;
   // Left and right columns of regions disagree in sign, the middle is near 0.
   for (int row = 0; row < kRegionRows; ++row) {
@@ -136,8 +142,7 @@ TEST(RowErrorScene, ExampleSceneWithTheRightCameraRolledShowsAGradientAcross) {
 
 TEST(RowErrorScene, AFarWallAndAPitch) {
   const example_scene::scene world = single_plane({0.0, 0.0, 2000.0}, {1.0, 0.0, 0.0});
-  const source_pair sources =
-      measure_test::render_pair(world, example_calibration().params);
+  const source_pair sources = target_pictures(world, 2000.0);
   for (const double mrad : {0.0, 2.0}) {
     const outcome o =
         measure_scene(mrad == 0.0 ? "wall at 2 m, correct" : "wall at 2 m, pitch 2 mrad", world,
@@ -148,12 +153,11 @@ TEST(RowErrorScene, AFarWallAndAPitch) {
 
 TEST(RowErrorScene, ANearWallAndAPitch) {
   const example_scene::scene world = single_plane({0.0, 0.0, 600.0}, {1.0, 0.0, 0.0});
-  const source_pair sources =
-      measure_test::render_pair(world, example_calibration().params);
+  const source_pair sources = target_pictures(world, 600.0);
   for (const double mrad : {0.0, 1.0}) {
     const outcome o =
-        measure_scene(mrad == 0.0 ? "wall at 0.6 m, correct" : "wall at 0.6 m, pitch 1 mrad",
-                      world, sources, pitched(mrad));
+        measure_scene(mrad == 0.0 ? "wall at 0.6 m, correct" : "wall at 0.6 m, pitch 1 mrad", world,
+                      sources, pitched(mrad));
     ASSERT_TRUE(o.measured.measured()) << o.measured.message;
   }
 }
@@ -163,8 +167,7 @@ TEST(RowErrorScene, ASurfaceTurnedAwayAndAPitchAndRoll) {
   const double angle = 40.0 * example_scene::kPi / 180.0;
   const example_scene::scene world =
       single_plane({0.0, 0.0, 900.0}, {std::cos(angle), 0.0, std::sin(angle)});
-  const source_pair sources =
-      measure_test::render_pair(world, example_calibration().params);
+  const source_pair sources = target_pictures(world, 900.0);
   const std::pair<const char*, deflash_cli::module_calibration> cases[] = {
       {"turned wall, correct", example_calibration()},
       {"turned wall, pitch 1 mrad", pitched(1.0)},
@@ -182,9 +185,9 @@ TEST(RowErrorScene, NoisyPicturesStillMeasure) {
   measure_test::add_noise(sources.left, 2.0, 1);
   measure_test::add_noise(sources.right, 2.0, 2);
   for (const double mrad : {0.0, 1.0}) {
-    const outcome o = measure_scene(
-        mrad == 0.0 ? "noise 2 levels, correct" : "noise 2 levels, pitch 1 mrad", world, sources,
-        pitched(mrad));
+    const outcome o =
+        measure_scene(mrad == 0.0 ? "noise 2 levels, correct" : "noise 2 levels, pitch 1 mrad",
+                      world, sources, pitched(mrad));
     ASSERT_TRUE(o.measured.measured()) << o.measured.message;
   }
 }
@@ -192,16 +195,16 @@ TEST(RowErrorScene, NoisyPicturesStillMeasure) {
 TEST(RowErrorScene, DimOrFlatPicturesMeasureWhileTheyHoldTexture) {
   const example_scene::scene world = example_scene::make_scene();
   source_pair dim = measure_test::example_pictures();
-  measure_test::rescale(dim.left, 0.0, 1.0, 0.3);
-  measure_test::rescale(dim.right, 0.0, 1.0, 0.3);
-  const outcome dim_outcome = measure_scene("dim (30 %), pitch 1 mrad", world, dim, pitched(1.0));
+  measure_test::rescale(dim.left, 0.0, 1.0, 0.5);
+  measure_test::rescale(dim.right, 0.0, 1.0, 0.5);
+  const outcome dim_outcome = measure_scene("dim (50 %), pitch 1 mrad", world, dim, pitched(1.0));
   ASSERT_TRUE(dim_outcome.measured.measured()) << dim_outcome.measured.message;
 
   source_pair flat = measure_test::example_pictures();
-  measure_test::rescale(flat.left, 100.0, 0.3, 1.0);
-  measure_test::rescale(flat.right, 100.0, 0.3, 1.0);
+  measure_test::rescale(flat.left, 100.0, 0.5, 1.0);
+  measure_test::rescale(flat.right, 100.0, 0.5, 1.0);
   const outcome flat_outcome =
-      measure_scene("low texture (30 %), pitch 1 mrad", world, flat, pitched(1.0));
+      measure_scene("low contrast (50 %), pitch 1 mrad", world, flat, pitched(1.0));
   ASSERT_TRUE(flat_outcome.measured.measured()) << flat_outcome.measured.message;
 }
 
@@ -220,7 +223,8 @@ TEST(RowErrorScene, DarkOrTexturelessPicturesAreRefusedWithTheCount) {
   source_pair flat = measure_test::example_pictures();
   measure_test::rescale(flat.left, 100.0, 0.05, 1.0);
   measure_test::rescale(flat.right, 100.0, 0.05, 1.0);
-  const outcome flat_outcome = measure_scene("low texture (5 %)", world, flat, example_calibration());
+  const outcome flat_outcome =
+      measure_scene("low texture (5 %)", world, flat, example_calibration());
   EXPECT_EQ(flat_outcome.measured.status, row_error_status::too_few_matches);
 }
 

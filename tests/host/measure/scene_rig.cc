@@ -57,6 +57,55 @@ deflash_cli::gray_image render_ir(const example_scene::scene& world,
   return image;
 }
 
+/// A repeatable pseudo-random value in [-1, 1] for a lattice point.
+double lattice(int i, int j) {
+  uint32_t h = static_cast<uint32_t>(i) * 73856093u ^ static_cast<uint32_t>(j) * 19349663u;
+  h ^= h >> 13;
+  h *= 0x5bd1e995u;
+  h ^= h >> 15;
+  return static_cast<double>(h & 0xFFFFu) / 32767.5 - 1.0;
+}
+
+/// Value noise: the lattice blended with a smooth step between points
+/// `cell` apart.
+double value_noise(double s, double t, double cell) {
+  const double x = s / cell;
+  const double y = t / cell;
+  const double i = std::floor(x);
+  const double j = std::floor(y);
+  const auto fade = [](double f) { return f * f * (3.0 - 2.0 * f); };
+  const double u = fade(x - i);
+  const double v = fade(y - j);
+  const int a = static_cast<int>(i);
+  const int b = static_cast<int>(j);
+  const double top = lattice(a, b) + u * (lattice(a + 1, b) - lattice(a, b));
+  const double bottom = lattice(a, b + 1) + u * (lattice(a + 1, b + 1) - lattice(a, b + 1));
+  return top + v * (bottom - top);
+}
+
+deflash_cli::gray_image render_target_camera(const example_scene::scene& world, double feature_mm,
+                                             const example_scene::camera& cam) {
+  deflash_cli::gray_image image;
+  image.width = cam.width;
+  image.height = cam.height;
+  image.bits = 8;
+  image.pixels.assign(static_cast<std::size_t>(cam.width) * cam.height, 0);
+  for (int y = 0; y < cam.height; ++y) {
+    for (int x = 0; x < cam.width; ++x) {
+      Eigen::Vector3d from;
+      Eigen::Vector3d direction;
+      example_scene::pixel_ray(cam, x, y, from, direction);
+      const example_scene::hit h = example_scene::cast(world, from, direction);
+      if (!h.found) continue;
+      const double value = 128.0 + 55.0 * value_noise(h.s, h.t, feature_mm) +
+                           25.0 * value_noise(h.s + 1000.0, h.t, 2.7 * feature_mm);
+      image.pixels[static_cast<std::size_t>(y) * cam.width + x] =
+          static_cast<uint16_t>(std::fmin(250.0, std::fmax(5.0, std::round(value))));
+    }
+  }
+  return image;
+}
+
 Eigen::Matrix3d matrix_of(const float* m) {
   Eigen::Matrix3d out;
   for (int i = 0; i < 9; ++i) out(i / 3, i % 3) = m[i];
@@ -83,6 +132,14 @@ source_pair example_pictures() {
 source_pair render_pair(const example_scene::scene& world, const SocCalibParams_S& truth) {
   return {render_ir(world, example_scene::camera_of(truth, kCameraLeftIr)),
           render_ir(world, example_scene::camera_of(truth, kCameraRightIr))};
+}
+
+source_pair render_target(const std::vector<example_scene::textured_plane>& planes,
+                          double feature_mm, const SocCalibParams_S& truth) {
+  example_scene::scene world;
+  world.planes = planes;
+  return {render_target_camera(world, feature_mm, example_scene::camera_of(truth, kCameraLeftIr)),
+          render_target_camera(world, feature_mm, example_scene::camera_of(truth, kCameraRightIr))};
 }
 
 rectified_pair rectify_with(const deflash_cli::module_calibration& used,

@@ -33,6 +33,12 @@ source_pair example_pictures();
 /// `world` seen by the left and right IR cameras of `truth` (8-bit).
 source_pair render_pair(const example_scene::scene& world, const SocCalibParams_S& truth);
 
+/// A printed random target on `planes` (example_scene planes, marks unused):
+/// smooth value noise whose blobs are about `feature_mm` across, seen by the
+/// left and right IR cameras of `truth` (8-bit).
+source_pair render_target(const std::vector<example_scene::textured_plane>& planes,
+                          double feature_mm, const SocCalibParams_S& truth);
+
 struct rectified_pair {
   deflash_cli::gray_image left;
   deflash_cli::gray_image right;
@@ -52,8 +58,7 @@ deflash_host::gray_view view_of(const deflash_cli::gray_image& image);
 /// left rectified pixel (x, y) shows, when the rectification `used` is
 /// applied to cameras posed as in `truth`; false when the ray meets nothing.
 bool predicted_dy(const example_scene::scene& world, const SocCalibParams_S& truth,
-                  const soc_convert::DeStereoRectifyParams_S& used, double x, double y,
-                  double& dy);
+                  const soc_convert::DeStereoRectifyParams_S& used, double x, double y, double& dy);
 
 /// Predicted figures at the places the measurement matched.
 struct prediction {

@@ -40,8 +40,8 @@ struct row_error_options {
 /// One matched point: its place in the left picture and where it lies in the
 /// right one, relative to it.
 struct row_match {
-  float x = 0.0f;  ///< column of the patch centre in the left picture
-  float y = 0.0f;  ///< row of the patch centre in the left picture
+  float x = 0.0f;          ///< column of the patch centre in the left picture
+  float y = 0.0f;          ///< row of the patch centre in the left picture
   float disparity = 0.0f;  ///< left column minus right column
   float dy = 0.0f;         ///< right row minus left row: positive, the right picture sees it lower
   float correlation = 0.0f;  ///< zero-mean normalised correlation of the two patches
@@ -94,8 +94,7 @@ row_error_result measure_row_error(const gray_view& left, const gray_view& right
                                    const row_error_options& options = {});
 
 /// The figures of `matches`, regions relative to a `width` x `height` left picture.
-row_error_figures summarize_row_error(const std::vector<row_match>& matches, int width,
-                                      int height);
+row_error_figures summarize_row_error(const std::vector<row_match>& matches, int width, int height);
 
 /// The verdict line: "row error: N matches, mean M px, p95 P px, max X px:
 /// PASS (limit L px)", or the refusal for too few matches.
