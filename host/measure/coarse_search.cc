@@ -12,8 +12,8 @@ namespace {
 /// squared deviations) carries no usable pattern.
 constexpr double kMinSpread = 1e-3;
 
-/// The patch of `plane` at (x, y), minus its mean, scaled to unit norm;
-/// empty when it leaves the picture or is flat.
+}  // namespace
+
 std::vector<float> unit_patch(const float_plane& plane, int x, int y, int half) {
   if (x - half < 0 || y - half < 0 || x + half >= plane.width || y + half >= plane.height) {
     return {};
@@ -36,8 +36,6 @@ std::vector<float> unit_patch(const float_plane& plane, int x, int y, int half) 
   for (float& v : patch) v = static_cast<float>((v - mean) * scale);
   return patch;
 }
-
-}  // namespace
 
 std::vector<search_hit> search_along_rows(const float_plane& from, const float_plane& to,
                                           const float_plane& to_spread, int x, int y,
@@ -95,10 +93,9 @@ std::vector<search_hit> search_along_rows(const float_plane& from, const float_p
   return peaks;
 }
 
-search_hit refine_whole_pixel(const float_plane& from, const float_plane& to,
+search_hit refine_whole_pixel(const std::vector<float>& patch, const float_plane& to,
                               const float_plane& to_spread, int x, int y, int half, int dx, int dy,
                               int radius) {
-  const std::vector<float> patch = unit_patch(from, x, y, half);
   if (patch.empty()) return {};
   const int side = 2 * half + 1;
   search_hit hit;

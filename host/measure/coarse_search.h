@@ -26,6 +26,10 @@ struct search_hit {
   float correlation = 0.0f;
 };
 
+/// The patch of `plane` centred at (x, y), minus its mean, scaled to unit
+/// norm, row by row; empty when it leaves the picture or is flat.
+std::vector<float> unit_patch(const float_plane& plane, int x, int y, int half);
+
 /// The peaks of the correlation of the patch of `from` centred at (x, y)
 /// along the rows of `to` (`to_spread` from patch_spread(to, window.half)),
 /// best first: the columns whose best row beats both neighbouring columns,
@@ -40,10 +44,10 @@ std::vector<search_hit> search_along_rows(const float_plane& from, const float_p
                                           const search_window& window, float min_correlation,
                                           float rivalry, std::size_t max_peaks);
 
-/// The best displacement within `radius` of (dx, dy) (`to_spread` from
-/// patch_spread(to, half)); not found when every candidate leaves the
-/// pictures or is flat.
-search_hit refine_whole_pixel(const float_plane& from, const float_plane& to,
+/// The best displacement within `radius` of (dx, dy) of `patch` (from
+/// unit_patch, centred at (x, y)) in `to` (`to_spread` from patch_spread(to,
+/// half)); not found when every candidate leaves the pictures or is flat.
+search_hit refine_whole_pixel(const std::vector<float>& patch, const float_plane& to,
                               const float_plane& to_spread, int x, int y, int half, int dx, int dy,
                               int radius);
 

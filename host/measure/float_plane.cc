@@ -72,22 +72,24 @@ float_plane patch_spread(const float_plane& plane, int half) {
   spread.px.assign(plane.px.size(), 0.0f);
   const int side = 2 * half + 1;
   if (plane.width < side || plane.height < side) return spread;
-  // Column sums over the patch height, then a running sum along the row; in
-  // double, since the squares of 16-bit levels outgrow a float's precision.
-  std::vector<double> sum(static_cast<std::size_t>(plane.width));
-  std::vector<double> squares(sum.size());
+  // Column sums over the patch height, carried down one row at a time, then
+  // a running sum along the row; in double, since the squares of 16-bit
+  // levels outgrow a float's precision.
+  std::vector<double> sum(static_cast<std::size_t>(plane.width), 0.0);
+  std::vector<double> squares(sum.size(), 0.0);
+  for (int r = 0; r < side - 1; ++r) {
+    const float* row = plane.row(r);
+    for (int x = 0; x < plane.width; ++x) {
+      sum[x] += row[x];
+      squares[x] += static_cast<double>(row[x]) * row[x];
+    }
+  }
   const double count = static_cast<double>(side) * side;
   for (int y = half; y + half < plane.height; ++y) {
+    const float* entering = plane.row(y + half);
     for (int x = 0; x < plane.width; ++x) {
-      double s = 0.0;
-      double q = 0.0;
-      for (int r = y - half; r <= y + half; ++r) {
-        const double v = plane.at(x, r);
-        s += v;
-        q += v * v;
-      }
-      sum[x] = s;
-      squares[x] = q;
+      sum[x] += entering[x];
+      squares[x] += static_cast<double>(entering[x]) * entering[x];
     }
     double s = 0.0;
     double q = 0.0;
@@ -98,10 +100,15 @@ float_plane patch_spread(const float_plane& plane, int half) {
     float* out = spread.px.data() + static_cast<std::size_t>(y) * plane.width;
     for (int x = half;; ++x) {
       const double deviation = q - s * s / count;
-      out[x] = deviation > 0.0 ? static_cast<float>(std::sqrt(deviation)) : 0.0f;
+      out[x] = deviation > 0.0 ? std::sqrt(static_cast<float>(deviation)) : 0.0f;
       if (x + half + 1 >= plane.width) break;
       s += sum[x + half + 1] - sum[x - half];
       q += squares[x + half + 1] - squares[x - half];
+    }
+    const float* leaving = plane.row(y - half);
+    for (int x = 0; x < plane.width; ++x) {
+      sum[x] -= leaving[x];
+      squares[x] -= static_cast<double>(leaving[x]) * leaving[x];
     }
   }
   return spread;

@@ -25,10 +25,10 @@ constexpr int kGridStep = 16;
 constexpr int kGridMargin = 16;
 
 /// Levels of halving to the coarse search: a quarter of the size searches a
-/// quarter of the disparities with a patch that spans 28 full-size pixels.
+/// quarter of the disparities with a patch that spans 20 full-size pixels.
 constexpr int kCoarseLevels = 2;
 constexpr int kCoarseScale = 1 << kCoarseLevels;
-constexpr int kCoarseHalf = 3;
+constexpr int kCoarseHalf = 2;
 /// Rows searched above and below at quarter size: four full-size rows, more
 /// than a rectification that is usable at all is off by.
 constexpr int kCoarseRows = 1;
@@ -103,12 +103,13 @@ search_hit best_half_size(const pyramid& from, const pyramid& to, int x, int y,
   const std::vector<search_hit> peaks = search_along_rows(
       from.level[kCoarseLevels], to.level[kCoarseLevels], to.coarse_spread, x / kCoarseScale,
       y / kCoarseScale, window, kMinCoarseCorrelation, kRivalry, kMaxPeaks);
+  if (peaks.empty()) return {};
+  const std::vector<float> patch = unit_patch(from.level[1], x / 2, y / 2, kMiddleHalf);
   search_hit best;
   float rival = -1.0f;
   for (const search_hit& peak : peaks) {
-    const search_hit hit =
-        refine_whole_pixel(from.level[1], to.level[1], to.middle_spread, x / 2, y / 2, kMiddleHalf,
-                           2 * peak.dx, 2 * peak.dy, kRefineRadius);
+    const search_hit hit = refine_whole_pixel(patch, to.level[1], to.middle_spread, x / 2, y / 2,
+                                              kMiddleHalf, 2 * peak.dx, 2 * peak.dy, kRefineRadius);
     if (!hit.found) continue;
     // Two peaks that refine onto neighbouring pixels are one place.
     const bool same_place =
@@ -129,7 +130,8 @@ search_hit best_half_size(const pyramid& from, const pyramid& to, int x, int y,
 /// started, then fitted to a fraction of a pixel.
 bool match_at(const pyramid& left, const pyramid& right, int x, int y,
               const row_error_options& options, row_match& match) {
-  if (!has_texture(left.level[0], x, y, kMinGradient)) return false;
+  patch_template t;
+  if (!make_patch_template(left.level[0], x, y, kMinGradient, t)) return false;
   search_window forward;
   forward.half = kCoarseHalf;
   forward.min_dx = floor_div(-options.max_disparity, kCoarseScale);
@@ -146,8 +148,7 @@ bool match_at(const pyramid& left, const pyramid& right, int x, int y,
       std::abs(ahead.dy + behind.dy) > kHalfSizeDisagreement) {
     return false;
   }
-  const subpixel_fit fit =
-      fit_subpixel(left.level[0], right.level[0], x, y, 2 * ahead.dx, 2 * ahead.dy, kMinGradient);
+  const subpixel_fit fit = fit_subpixel(t, right.level[0], x, y, 2 * ahead.dx, 2 * ahead.dy);
   if (!fit.found || fit.correlation < kMinCorrelation) return false;
   match.x = static_cast<float>(x);
   match.y = static_cast<float>(y);
@@ -230,9 +231,11 @@ std::vector<row_match> on_surfaces(const pyramid& left, const pyramid& right,
     shift.dy = m.dy;
     // The right column is the left one minus the disparity: its slope is
     // the negative of the disparity's.
-    const subpixel_fit slanted =
-        fit_slanted(left.level[0], right.level[0], static_cast<int>(m.x), static_cast<int>(m.y),
-                    shift, -slope_x, -slope_y, kMinGradient);
+    const int x = static_cast<int>(m.x);
+    const int y = static_cast<int>(m.y);
+    patch_template t;
+    if (!make_patch_template(left.level[0], x, y, kMinGradient, t)) continue;
+    const subpixel_fit slanted = fit_slanted(t, right.level[0], x, y, shift, -slope_x, -slope_y);
     if (!slanted.found || slanted.correlation < kMinCorrelation) continue;
     row_match refit = m;
     refit.disparity = static_cast<float>(-slanted.dx);

@@ -8,8 +8,6 @@
 namespace deflash_host {
 namespace {
 
-constexpr int kSide = 2 * kSubpixelHalf + 1;
-constexpr int kCount = kSide * kSide;
 /// A fit has settled when a step moves the row by less than this, far below
 /// the hundredths of a pixel the figures are given in, and the column (the
 /// disparity, which is not measured) by less than ten times as much.
@@ -27,14 +25,10 @@ constexpr double kMaxSlope = 0.5;
 /// share of the stronger one's energy.
 constexpr double kMinIsotropy = 0.1;
 
-/// The template: its levels minus their mean.
-struct patch_template {
-  std::array<float, kCount> value{};
-  double mean = 0.0;
-  double squares = 0.0;  // sum of value^2
-};
+}  // namespace
 
-bool make_template(const float_plane& from, int x, int y, double min_gradient, patch_template& t) {
+bool make_patch_template(const float_plane& from, int x, int y, double min_gradient,
+                         patch_template& t) {
   // One more pixel on each side for the gradients.
   if (x - kSubpixelHalf - 1 < 0 || y - kSubpixelHalf - 1 < 0 ||
       x + kSubpixelHalf + 1 >= from.width || y + kSubpixelHalf + 1 >= from.height) {
@@ -44,16 +38,16 @@ bool make_template(const float_plane& from, int x, int y, double min_gradient, p
   double xx = 0.0;
   double xy = 0.0;
   double yy = 0.0;
-  for (int r = 0; r < kSide; ++r) {
+  for (int r = 0; r < kSubpixelSide; ++r) {
     const int row = y - kSubpixelHalf + r;
     const float* above = from.row(row - 1);
     const float* here = from.row(row);
     const float* below = from.row(row + 1);
-    for (int c = 0; c < kSide; ++c) {
+    for (int c = 0; c < kSubpixelSide; ++c) {
       const int col = x - kSubpixelHalf + c;
       const float v = here[col];
       if (v == 0.0f) return false;
-      t.value[r * kSide + c] = v;
+      t.value[r * kSubpixelSide + c] = v;
       const double gx = 0.5 * (here[col + 1] - here[col - 1]);
       const double gy = 0.5 * (below[col] - above[col]);
       xx += gx * gx;
@@ -67,18 +61,20 @@ bool make_template(const float_plane& from, int x, int y, double min_gradient, p
   const double gap = std::sqrt(0.25 * (xx - yy) * (xx - yy) + xy * xy);
   const double weaker = 0.5 * (xx + yy) - gap;
   const double stronger = 0.5 * (xx + yy) + gap;
-  if (weaker < min_gradient * min_gradient * kCount) return false;
+  if (weaker < min_gradient * min_gradient * kSubpixelCount) return false;
   // Nor may one direction dominate: on a patch that is mostly a ramp or a
   // stripe, a shift along it is invisible, and the fit trades row offset for
   // disparity.
   if (weaker < kMinIsotropy * stronger) return false;
-  t.mean = sum / kCount;
+  t.mean = sum / kSubpixelCount;
   for (float& v : t.value) {
     v = static_cast<float>(v - t.mean);
     t.squares += static_cast<double>(v) * v;
   }
   return true;
 }
+
+namespace {
 
 /// The warp of the template onto the other picture: rectified pictures
 /// differ by a shift, and across a slanted surface by a disparity that
@@ -131,7 +127,7 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
   const double fy = std::floor(at.dy);
   // Rows of the patch, and one above and two below for the cubic.
   const int top = y - kSubpixelHalf + static_cast<int>(fy);
-  if (top - 1 < 0 || top + kSide + 1 >= to.height) return false;
+  if (top - 1 < 0 || top + kSubpixelSide + 1 >= to.height) return false;
   float wy[4];
   float dwy[4];
   cubic_weights(static_cast<float>(at.dy - fy), wy, dwy);
@@ -144,8 +140,8 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
   // w, w^2, value w, then per parameter j, j w, j value and j times each
   // later parameter's j.
   constexpr int kWarpSums = 3 + 3 * kParameters + kParameters * (kParameters + 1) / 2;
-  float column[kWarpSums][kSide] = {};
-  for (int r = 0; r < kSide; ++r) {
+  float column[kWarpSums][kSubpixelSide] = {};
+  for (int r = 0; r < kSubpixelSide; ++r) {
     const int v = r - kSubpixelHalf;
     const double start = x + at.dx + at.slope_y * v;
     const double first = start - stretch * kSubpixelHalf;
@@ -164,10 +160,10 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
       level[i] = (wy[0] * p0 + wy[1] * p1) + (wy[2] * p2 + wy[3] * p3);
       level_dy[i] = (dwy[0] * p0 + dwy[1] * p1) + (dwy[2] * p2 + dwy[3] * p3);
     }
-    float w[kSide];
-    float jx[kSide];
-    float jy[kSide];
-    for (int c = 0; c < kSide; ++c) {
+    float w[kSubpixelSide];
+    float jx[kSubpixelSide];
+    float jy[kSubpixelSide];
+    for (int c = 0; c < kSubpixelSide; ++c) {
       const double position = start + stretch * (c - kSubpixelHalf);
       const double whole = std::floor(position);
       const int i = static_cast<int>(whole) - 1 - lo;
@@ -183,9 +179,9 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
     }
     // Through them the derivatives along each parameter of the warp; sums
     // kept per column, so that the loop runs on vectors.
-    const float* values = t.value.data() + r * kSide;
+    const float* values = t.value.data() + r * kSubpixelSide;
     const float row_v = static_cast<float>(v);
-    for (int c = 0; c < kSide; ++c) {
+    for (int c = 0; c < kSubpixelSide; ++c) {
       const float u = static_cast<float>(c - kSubpixelHalf);
       const float j[kParameters] = {jx[c], jy[c], jx[c] * u, jx[c] * row_v};
       const float value = values[c];
@@ -203,7 +199,7 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
   }
   double total[kWarpSums] = {};
   for (int k = 0; k < kWarpSums; ++k) {
-    for (int c = 0; c < kSide; ++c) total[k] += column[k][c];
+    for (int c = 0; c < kSubpixelSide; ++c) total[k] += column[k][c];
   }
   sums.w = total[0];
   sums.ww = total[1];
@@ -226,7 +222,8 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
   const double fx = std::floor(at.dx);
   const int top = y - kSubpixelHalf + static_cast<int>(fy);
   const int left = x - kSubpixelHalf + static_cast<int>(fx);
-  if (top - 1 < 0 || top + kSide + 1 >= to.height || left - 1 < 0 || left + kSide + 1 >= to.width) {
+  if (top - 1 < 0 || top + kSubpixelSide + 1 >= to.height || left - 1 < 0 ||
+      left + kSubpixelSide + 1 >= to.width) {
     return false;
   }
   float wy[4];
@@ -236,12 +233,12 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
   cubic_weights(static_cast<float>(at.dy - fy), wy, dwy);
   cubic_weights(static_cast<float>(at.dx - fx), wx, dwx);
   const float offset = static_cast<float>(t.mean);
-  constexpr int kSpan = kSide + 3;
+  constexpr int kSpan = kSubpixelSide + 3;
   float level[kSpan];
   float level_dy[kSpan];
   constexpr int kShiftSums = 12;
-  float column[kShiftSums][kSide] = {};
-  for (int r = 0; r < kSide; ++r) {
+  float column[kShiftSums][kSubpixelSide] = {};
+  for (int r = 0; r < kSubpixelSide; ++r) {
     const float* rows[4] = {to.row(top + r - 1) + left - 1, to.row(top + r) + left - 1,
                             to.row(top + r + 1) + left - 1, to.row(top + r + 2) + left - 1};
     for (int i = 0; i < kSpan; ++i) {
@@ -252,10 +249,10 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
       level[i] = (wy[0] * p0 + wy[1] * p1) + (wy[2] * p2 + wy[3] * p3);
       level_dy[i] = (dwy[0] * p0 + dwy[1] * p1) + (dwy[2] * p2 + dwy[3] * p3);
     }
-    const float* values = t.value.data() + r * kSide;
+    const float* values = t.value.data() + r * kSubpixelSide;
     // Sums kept per column, so that the loop runs on vectors; added up once
     // at the end.
-    for (int c = 0; c < kSide; ++c) {
+    for (int c = 0; c < kSubpixelSide; ++c) {
       const float* l = level + c;
       const float* ly = level_dy + c;
       const float w = ((wx[0] * l[0] + wx[1] * l[1]) + (wx[2] * l[2] + wx[3] * l[3])) - offset;
@@ -278,7 +275,7 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
   }
   double total[kShiftSums] = {};
   for (int k = 0; k < kShiftSums; ++k) {
-    for (int c = 0; c < kSide; ++c) total[k] += column[k][c];
+    for (int c = 0; c < kSubpixelSide; ++c) total[k] += column[k][c];
   }
   sums.w = total[0];
   sums.ww = total[1];
@@ -356,7 +353,7 @@ subpixel_fit run_fit(const float_plane& to, const patch_template& t, int x, int 
     const bool sampled =
         parameters == 2 ? sample_shift(to, t, x, y, at, s) : sample(to, t, x, y, at, s);
     if (!sampled) return {};
-    const double n = kCount;
+    const double n = kSubpixelCount;
     const double mean_w = s.w / n;
     const double spread = s.ww - s.w * mean_w;  // sum of (w - mean w)^2
     // The template's values sum to zero: sum of value * (w - mean w).
@@ -398,26 +395,16 @@ subpixel_fit run_fit(const float_plane& to, const patch_template& t, int x, int 
 
 }  // namespace
 
-bool has_texture(const float_plane& from, int x, int y, double min_gradient) {
-  patch_template t;
-  return make_template(from, x, y, min_gradient, t);
-}
-
-subpixel_fit fit_subpixel(const float_plane& from, const float_plane& to, int x, int y,
-                          double start_dx, double start_dy, double min_gradient) {
-  patch_template t;
-  if (!make_template(from, x, y, min_gradient, t)) return {};
+subpixel_fit fit_subpixel(const patch_template& t, const float_plane& to, int x, int y,
+                          double start_dx, double start_dy) {
   warp start;
   start.dx = start_dx;
   start.dy = start_dy;
   return run_fit(to, t, x, y, start, 2);
 }
 
-subpixel_fit fit_slanted(const float_plane& from, const float_plane& to, int x, int y,
-                         const subpixel_fit& shift, double slope_x, double slope_y,
-                         double min_gradient) {
-  patch_template t;
-  if (!make_template(from, x, y, min_gradient, t)) return {};
+subpixel_fit fit_slanted(const patch_template& t, const float_plane& to, int x, int y,
+                         const subpixel_fit& shift, double slope_x, double slope_y) {
   warp start;
   start.dx = shift.dx;
   start.dy = shift.dy;

@@ -5,12 +5,24 @@
 #ifndef DEFLASH_HOST_MEASURE_SUBPIXEL_MATCH_H_
 #define DEFLASH_HOST_MEASURE_SUBPIXEL_MATCH_H_
 
+#include <array>
+
 #include "float_plane.h"
 
 namespace deflash_host {
 
 /// The patch fitted is (2 kSubpixelHalf + 1) pixels square.
 constexpr int kSubpixelHalf = 7;
+
+constexpr int kSubpixelSide = 2 * kSubpixelHalf + 1;
+constexpr int kSubpixelCount = kSubpixelSide * kSubpixelSide;
+
+/// The patch a fit looks for: its levels minus their mean, row by row.
+struct patch_template {
+  std::array<float, kSubpixelCount> value{};
+  double mean = 0.0;
+  double squares = 0.0;  ///< sum of value^2
+};
 
 struct subpixel_fit {
   bool found = false;
@@ -19,25 +31,27 @@ struct subpixel_fit {
   double correlation = 0.0;
 };
 
-/// Whether the patch of `from` centred at (x, y) has the texture a fit
-/// needs (see fit_subpixel) and touches no pixel of value 0.
-bool has_texture(const float_plane& from, int x, int y, double min_gradient);
+/// The patch of `from` centred at (x, y) as a template; false when it
+/// leaves the picture (with a pixel more for its gradients), touches a pixel
+/// of value 0, or lacks texture in either direction: `min_gradient` grey
+/// levels a pixel as the weaker axis of its gradients, which must also carry
+/// a tenth of the stronger one's energy.
+bool make_patch_template(const float_plane& from, int x, int y, double min_gradient,
+                         patch_template& t);
 
-/// Fits the shift of the patch of `from` centred at (x, y) in `to`, starting
-/// at (start_dx, start_dy). Not found when the patch lacks texture in either
-/// direction (`min_gradient` grey levels a pixel, as the weaker axis of its
-/// gradients), touches a pixel of value 0, leaves the picture, moves more
-/// than a pixel and a half from the start, or does not settle.
-subpixel_fit fit_subpixel(const float_plane& from, const float_plane& to, int x, int y,
-                          double start_dx, double start_dy, double min_gradient);
+/// Fits the shift of the template `t` of the patch centred at (x, y) in
+/// `to`, starting at (start_dx, start_dy). Not found when the patch leaves
+/// the picture or touches a pixel of value 0 there, moves more than a pixel
+/// and a half from the start, or does not settle.
+subpixel_fit fit_subpixel(const patch_template& t, const float_plane& to, int x, int y,
+                          double start_dx, double start_dy);
 
 /// Refits a shift found by fit_subpixel on a slanted surface: the column
 /// shift may change by `slope_x` a column and `slope_y` a row across the
 /// patch (starting values; they are fitted too). The shift alone, fitted
 /// there, tilts its rows by the slant's stretch of the texture.
-subpixel_fit fit_slanted(const float_plane& from, const float_plane& to, int x, int y,
-                         const subpixel_fit& shift, double slope_x, double slope_y,
-                         double min_gradient);
+subpixel_fit fit_slanted(const patch_template& t, const float_plane& to, int x, int y,
+                         const subpixel_fit& shift, double slope_x, double slope_y);
 
 }  // namespace deflash_host
 
