@@ -10,21 +10,21 @@
 #include "bench_support.h"
 #include "calib_image/calib_state.h"
 #include "deflash/calib_image.h"
-#include "file_io.h"
-#include "gray_image.h"
+#include "host/files/file_io.h"
+#include "host/files/gray_image.h"
 #include "host/measure/row_error.h"
 
 namespace {
 
 constexpr uint32_t kFormat8Bit = 0;
 
-bool load(const std::string& name, deflash_cli::gray_image& image) {
+bool load(const std::string& name, deflash_host::gray_image& image) {
   std::string bytes;
   std::string error;
   const std::string path = deflash_bench::module_file(name);
-  return deflash_cli::read_file_bytes(path, bytes, error, deflash_cli::kMaxPictureInputBytes) &&
-         deflash_cli::decode_gray_image(path, bytes, image, error) ==
-             deflash_cli::picture_status::ok &&
+  return deflash_host::read_file_bytes(path, bytes, error, deflash_host::kMaxPictureInputBytes) &&
+         deflash_host::decode_gray_image(path, bytes, image, error) ==
+             deflash_host::picture_status::ok &&
          image.bits == 8;
 }
 
@@ -32,8 +32,8 @@ bool load(const std::string& name, deflash_cli::gray_image& image) {
 /// when a picture did not read or the module did not convert.
 bool rectified_example(std::vector<uint16_t>& left, std::vector<uint16_t>& right, int& width,
                        int& height) {
-  deflash_cli::gray_image left_source;
-  deflash_cli::gray_image right_source;
+  deflash_host::gray_image left_source;
+  deflash_host::gray_image right_source;
   if (!load("scene_left.png", left_source) || !load("scene_right.png", right_source)) return false;
   const deflash_bench::example_module module(1);
   if (!module.ok()) return false;

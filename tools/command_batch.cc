@@ -13,18 +13,19 @@
 #include <thread>
 #include <vector>
 
-#include "batch_manifest.h"
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
-#include "safe_output.h"
-#include "section_stamp.h"
+#include "host/batch/batch_manifest.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/images/section_stamp.h"
 
 #ifndef _WIN32
 #include <unistd.h>
 
-#include "batch_module_build.h"
-#include "batch_report.h"
-#include "process_pool.h"
+#include "host/batch/batch_module_build.h"
+#include "host/batch/batch_report.h"
+#include "host/batch/process_pool.h"
 #endif
 
 namespace deflash_cli {

@@ -46,8 +46,8 @@ struct outcome {
 /// Rectifies `sources` with `used`, measures, predicts, prints both (the
 /// figures quoted in docs/rectify-check.md) and compares them.
 outcome measure_scene(const std::string& name, const example_scene::scene& world,
-                      const source_pair& sources, const deflash_cli::module_calibration& used) {
-  const deflash_cli::module_calibration truth = example_calibration();
+                      const source_pair& sources, const deflash_host::module_calibration& used) {
+  const deflash_host::module_calibration truth = example_calibration();
   const rectified_pair pair = measure_test::rectify_with(used, sources);
   EXPECT_TRUE(pair.converted) << name;
   outcome out;
@@ -71,16 +71,16 @@ outcome measure_scene(const std::string& name, const example_scene::scene& world
   return out;
 }
 
-deflash_cli::module_calibration turned(int angle, double milliradians) {
-  deflash_cli::module_calibration c = example_calibration();
+deflash_host::module_calibration turned(int angle, double milliradians) {
+  deflash_host::module_calibration c = example_calibration();
   c.params.right_extrinsics[angle] += static_cast<float>(milliradians * kMilliradian);
   return c;
 }
 
 /// Rotation about the right camera's x axis: its rows tilt up or down alike.
-deflash_cli::module_calibration pitched(double milliradians) { return turned(0, milliradians); }
+deflash_host::module_calibration pitched(double milliradians) { return turned(0, milliradians); }
 /// Rotation about its optical axis: the offset grows from one side to the other.
-deflash_cli::module_calibration rolled(double milliradians) { return turned(2, milliradians); }
+deflash_host::module_calibration rolled(double milliradians) { return turned(2, milliradians); }
 
 /// One plane filling the view: through `centre` (mm, left camera frame),
 /// its s axis along `s_axis`, t straight down.
@@ -168,7 +168,7 @@ TEST(RowErrorScene, ASurfaceTurnedAwayAndAPitchAndRoll) {
   const example_scene::scene world =
       single_plane({0.0, 0.0, 900.0}, {std::cos(angle), 0.0, std::sin(angle)});
   const source_pair sources = target_pictures(world, 900.0);
-  const std::pair<const char*, deflash_cli::module_calibration> cases[] = {
+  const std::pair<const char*, deflash_host::module_calibration> cases[] = {
       {"turned wall, correct", example_calibration()},
       {"turned wall, pitch 1 mrad", pitched(1.0)},
       {"turned wall, roll 2 mrad", rolled(2.0)},

@@ -24,20 +24,20 @@ std::string module_file(const std::string& name) {
   return std::string(DEFLASH_SOURCE_DIR) + "/examples/module/" + name;
 }
 
-deflash_cli::gray_image load(const std::string& path) {
+deflash_host::gray_image load(const std::string& path) {
   const std::vector<uint8_t> bytes = deflash_test::read_file(path);
-  deflash_cli::gray_image image;
+  deflash_host::gray_image image;
   std::string error;
   EXPECT_EQ(
-      deflash_cli::decode_gray_image(path, std::string(bytes.begin(), bytes.end()), image, error),
-      deflash_cli::picture_status::ok)
+      deflash_host::decode_gray_image(path, std::string(bytes.begin(), bytes.end()), image, error),
+      deflash_host::picture_status::ok)
       << error;
   return image;
 }
 
-deflash_cli::gray_image render_ir(const example_scene::scene& world,
-                                  const example_scene::camera& cam) {
-  deflash_cli::gray_image image;
+deflash_host::gray_image render_ir(const example_scene::scene& world,
+                                   const example_scene::camera& cam) {
+  deflash_host::gray_image image;
   image.width = cam.width;
   image.height = cam.height;
   image.bits = 8;
@@ -83,9 +83,9 @@ double value_noise(double s, double t, double cell) {
   return top + v * (bottom - top);
 }
 
-deflash_cli::gray_image render_target_camera(const example_scene::scene& world, double feature_mm,
-                                             const example_scene::camera& cam) {
-  deflash_cli::gray_image image;
+deflash_host::gray_image render_target_camera(const example_scene::scene& world, double feature_mm,
+                                              const example_scene::camera& cam) {
+  deflash_host::gray_image image;
   image.width = cam.width;
   image.height = cam.height;
   image.bits = 8;
@@ -114,11 +114,11 @@ Eigen::Matrix3d matrix_of(const float* m) {
 
 }  // namespace
 
-deflash_cli::module_calibration example_calibration() {
-  deflash_cli::module_calibration calibration;
+deflash_host::module_calibration example_calibration() {
+  deflash_host::module_calibration calibration;
   std::string error;
   EXPECT_TRUE(
-      deflash_cli::read_calibration_json(module_file("calibration.json"), calibration, error))
+      deflash_host::read_calibration_json(module_file("calibration.json"), calibration, error))
       << error;
   return calibration;
 }
@@ -142,7 +142,7 @@ source_pair render_target(const std::vector<example_scene::textured_plane>& plan
           render_target_camera(world, feature_mm, example_scene::camera_of(truth, kCameraRightIr))};
 }
 
-rectified_pair rectify_with(const deflash_cli::module_calibration& used,
+rectified_pair rectify_with(const deflash_host::module_calibration& used,
                             const source_pair& sources) {
   rectified_pair out;
   const std::string config = close_config();
@@ -160,7 +160,7 @@ rectified_pair rectify_with(const deflash_cli::module_calibration& used,
   out.rectify = deflash::module_calib_image().rectify;
   const int bits = sources.left.bits;
   const std::size_t sample = bits == 16 ? 2 : 1;
-  const auto bytes_of = [&](const deflash_cli::gray_image& image) {
+  const auto bytes_of = [&](const deflash_host::gray_image& image) {
     std::vector<uint8_t> bytes(image.pixels.size() * sample);
     if (sample == 1) {
       for (std::size_t i = 0; i < image.pixels.size(); ++i) {
@@ -181,7 +181,7 @@ rectified_pair rectify_with(const deflash_cli::module_calibration& used,
   check_soc_calib_debug(left_in.data(), left_out.data(), right_in.data(), right_out.data(), nullptr,
                         nullptr, sample == 2 ? kFormat16Bit : kFormat8Bit);
   const auto picture = [&](const std::vector<uint16_t>& words, const DeCameraIntrinsic_S& c) {
-    deflash_cli::gray_image image;
+    deflash_host::gray_image image;
     image.width = c.width;
     image.height = c.height;
     image.bits = bits;
@@ -198,7 +198,7 @@ rectified_pair rectify_with(const deflash_cli::module_calibration& used,
   return out;
 }
 
-deflash_host::gray_view view_of(const deflash_cli::gray_image& image) {
+deflash_host::gray_view view_of(const deflash_host::gray_image& image) {
   return {image.width, image.height, image.pixels.data()};
 }
 
@@ -242,7 +242,7 @@ prediction predict(const example_scene::scene& world, const SocCalibParams_S& tr
   return out;
 }
 
-void add_noise(deflash_cli::gray_image& image, double sigma, unsigned seed) {
+void add_noise(deflash_host::gray_image& image, double sigma, unsigned seed) {
   // A 64-bit linear congruential generator and Box-Muller: the same noise
   // from every standard library.
   uint64_t state = 0x9E3779B97F4A7C15ULL ^ seed;
@@ -259,7 +259,7 @@ void add_noise(deflash_cli::gray_image& image, double sigma, unsigned seed) {
   }
 }
 
-void rescale(deflash_cli::gray_image& image, double mean, double contrast, double brightness) {
+void rescale(deflash_host::gray_image& image, double mean, double contrast, double brightness) {
   for (uint16_t& v : image.pixels) {
     if (v == 0) continue;
     const double value = std::round((mean + (v - mean) * contrast) * brightness);

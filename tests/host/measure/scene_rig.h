@@ -8,23 +8,23 @@
 #include <string>
 #include <vector>
 
-#include "calibration_json.h"
 #include "deflash/calib_records.h"
 #include "example_scene.h"
-#include "gray_image.h"
+#include "host/files/gray_image.h"
+#include "host/inputs/calibration_json.h"
 #include "host/measure/row_error.h"
 
 namespace measure_test {
 
 /// The example module's calibration as its calibration.json gives it.
-deflash_cli::module_calibration example_calibration();
+deflash_host::module_calibration example_calibration();
 
 /// The example module's close-range configuration file.
 std::string close_config();
 
 struct source_pair {
-  deflash_cli::gray_image left;
-  deflash_cli::gray_image right;
+  deflash_host::gray_image left;
+  deflash_host::gray_image right;
 };
 
 /// examples/module/scene_left.png and scene_right.png.
@@ -40,19 +40,19 @@ source_pair render_target(const std::vector<example_scene::textured_plane>& plan
                           double feature_mm, const SocCalibParams_S& truth);
 
 struct rectified_pair {
-  deflash_cli::gray_image left;
-  deflash_cli::gray_image right;
+  deflash_host::gray_image left;
+  deflash_host::gray_image right;
   soc_convert::DeStereoRectifyParams_S rectify{};
   bool converted = false;
 };
 
 /// Converts `used` with the close-range configuration and rectifies `sources`
 /// with the debug check, as rectify-check does.
-rectified_pair rectify_with(const deflash_cli::module_calibration& used,
+rectified_pair rectify_with(const deflash_host::module_calibration& used,
                             const source_pair& sources);
 
 /// A view of an 8- or 16-bit picture for the measurement.
-deflash_host::gray_view view_of(const deflash_cli::gray_image& image);
+deflash_host::gray_view view_of(const deflash_host::gray_image& image);
 
 /// The row offset (right row minus left row) of the scene point that the
 /// left rectified pixel (x, y) shows, when the rectification `used` is
@@ -73,11 +73,11 @@ prediction predict(const example_scene::scene& world, const SocCalibParams_S& tr
                    const std::vector<deflash_host::row_match>& matches, int width, int height);
 
 /// Deterministic Gaussian noise of `sigma` grey levels added to an 8-bit picture.
-void add_noise(deflash_cli::gray_image& image, double sigma, unsigned seed);
+void add_noise(deflash_host::gray_image& image, double sigma, unsigned seed);
 
 /// Every pixel v becomes mean + (v - mean) * contrast, scaled by `brightness`,
 /// rounded; 0 stays 0 (nothing seen there).
-void rescale(deflash_cli::gray_image& image, double mean, double contrast, double brightness);
+void rescale(deflash_host::gray_image& image, double mean, double contrast, double brightness);
 
 }  // namespace measure_test
 
