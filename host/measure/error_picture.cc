@@ -36,14 +36,9 @@ void put(rgb_picture& picture, int x, int y, rgb colour) {
   picture.rgb[at + 2] = colour.b;
 }
 
-/// "+0.12 px": two decimals, the sign always written, -0.00 written +0.00.
+/// "+0.12 px", or "none".
 std::string region_text(const region_mean& region) {
-  if (region.matches == 0) return "none";
-  double value = std::round(region.mean_dy * 100.0) / 100.0;
-  if (value == 0.0) value = 0.0;  // no "-0.00"
-  char text[32];
-  std::snprintf(text, sizeof text, "%+.2f px", value);
-  return text;
+  return region.matches == 0 ? region_mean_text(region) : region_mean_text(region) + " px";
 }
 
 }  // namespace

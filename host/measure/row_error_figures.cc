@@ -10,6 +10,9 @@
 namespace deflash_host {
 namespace {
 
+/// Characters of each region's column in the text grid.
+constexpr std::size_t kRegionColumnWidth = 8;
+
 /// Pixels with two decimals: the limits in use are tenths of a pixel.
 std::string pixels(double value) {
   char text[32];
@@ -18,6 +21,15 @@ std::string pixels(double value) {
 }
 
 }  // namespace
+
+std::string region_mean_text(const region_mean& region) {
+  if (region.matches == 0) return "none";
+  double value = std::round(region.mean_dy * 100.0) / 100.0;
+  if (value == 0.0) value = 0.0;  // no "-0.00"
+  char text[32];
+  std::snprintf(text, sizeof text, "%+.2f", value);
+  return text;
+}
 
 row_error_figures summarize_row_error(const std::vector<row_match>& matches, int width,
                                       int height) {
@@ -56,6 +68,22 @@ row_error_figures summarize_row_error(const std::vector<row_match>& matches, int
     }
   }
   return figures;
+}
+
+std::vector<std::string> row_error_region_lines(const row_error_result& result) {
+  if (!result.measured()) return {};
+  std::vector<std::string> lines = {
+      "mean dy by region, px (right row minus left row; + where the right picture is lower):"};
+  for (int row = 0; row < kRegionRows; ++row) {
+    std::string line = " ";
+    for (int column = 0; column < kRegionColumns; ++column) {
+      const std::string text =
+          region_mean_text(result.figures.regions[row * kRegionColumns + column]);
+      line += std::string(kRegionColumnWidth - text.size(), ' ') + text;
+    }
+    lines.push_back(line);
+  }
+  return lines;
 }
 
 std::string row_error_verdict_line(const row_error_result& result) {

@@ -96,6 +96,15 @@ row_error_result measure_row_error(const gray_view& left, const gray_view& right
 /// The figures of `matches`, regions relative to a `width` x `height` left picture.
 row_error_figures summarize_row_error(const std::vector<row_match>& matches, int width, int height);
 
+/// A region's mean signed dy as "+0.12" (two decimals, always a sign, never
+/// "-0.00"), or "none" without matches.
+std::string region_mean_text(const region_mean& region);
+
+/// The region grid as text: a heading, then one line per row of regions,
+/// each mean signed dy with two decimals and its sign ("none" for a region
+/// without matches). Empty when nothing was measured.
+std::vector<std::string> row_error_region_lines(const row_error_result& result);
+
 /// The verdict line: "row error: N matches, mean M px, p95 P px, max X px:
 /// PASS (limit L px)", or the refusal for too few matches.
 std::string row_error_verdict_line(const row_error_result& result);
