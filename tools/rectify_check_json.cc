@@ -1,14 +1,10 @@
 // Builds the JSON document of rectify-check from the row-error measurement.
 #include "rectify_check_json.h"
 
-#include <cmath>
-
 namespace deflash_cli {
 namespace {
 
-/// Pixels to a ten-thousandth: far below what the measurement resolves,
-/// and the same digits on every build.
-nlohmann::ordered_json pixels(double value) { return std::round(value * 1e4) / 1e4; }
+nlohmann::ordered_json pixels(double value) { return deflash_host::reported_pixels(value); }
 
 }  // namespace
 

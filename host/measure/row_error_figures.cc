@@ -22,6 +22,8 @@ std::string pixels(double value) {
 
 }  // namespace
 
+double reported_pixels(double value) { return std::round(value * 1e4) / 1e4; }
+
 std::string region_mean_text(const region_mean& region) {
   if (region.matches == 0) return "none";
   double value = std::round(region.mean_dy * 100.0) / 100.0;

@@ -96,6 +96,10 @@ row_error_result measure_row_error(const gray_view& left, const gray_view& right
 /// The figures of `matches`, regions relative to a `width` x `height` left picture.
 row_error_figures summarize_row_error(const std::vector<row_match>& matches, int width, int height);
 
+/// A figure as reported in JSON and to Python: pixels to a ten-thousandth,
+/// far below what the measurement resolves, and the same digits on every build.
+double reported_pixels(double value);
+
 /// A region's mean signed dy as "+0.12" (two decimals, always a sign, never
 /// "-0.00"), or "none" without matches.
 std::string region_mean_text(const region_mean& region);
