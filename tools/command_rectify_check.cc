@@ -380,6 +380,7 @@ int run_rectify_check(const rectify_check_options& options) {
   }
 
   std::vector<output_file> outputs;
+  outputs.reserve(pictures.size());
   for (const encoded_picture& picture : pictures) {
     outputs.push_back({output_path(options.out_dir, picture.name), picture.png});
   }

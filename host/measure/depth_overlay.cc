@@ -2,6 +2,7 @@
 #include "host/measure/depth_overlay.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -46,7 +47,7 @@ rgb_picture overlay_depth(const rgb_picture& colour, const gray_view& depth) {
     const double f = t - step;
     for (int c = 0; c < 3; ++c) {
       const double ramp = kRamp[step][c] + f * (kRamp[step + 1][c] - kRamp[step][c]);
-      out.rgb[3 * i + c] = static_cast<uint8_t>((out.rgb[3 * i + c] + ramp) / 2.0 + 0.5);
+      out.rgb[3 * i + c] = static_cast<uint8_t>(std::lround((out.rgb[3 * i + c] + ramp) / 2.0));
     }
   }
   return out;

@@ -58,7 +58,7 @@ float_plane half_size(const float_plane& plane) {
     const float* upper = plane.row(2 * y);
     const float* lower = plane.row(2 * y + 1);
     float* out = half.px.data() + static_cast<std::size_t>(y) * half.width;
-    for (int x = 0; x < half.width; ++x) {
+    for (std::size_t x = 0; x < static_cast<std::size_t>(half.width); ++x) {
       out[x] = 0.25f * ((upper[2 * x] + upper[2 * x + 1]) + (lower[2 * x] + lower[2 * x + 1]));
     }
   }

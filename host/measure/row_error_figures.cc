@@ -42,7 +42,7 @@ row_error_figures summarize_row_error(const std::vector<row_match>& matches, int
   sizes.reserve(matches.size());
   double sum = 0.0;
   double squares = 0.0;
-  std::array<double, kRegionColumns * kRegionRows> region_sums{};
+  std::array<double, kRegionCount> region_sums{};
   for (const row_match& m : matches) {
     const double dy = m.dy;
     sizes.push_back(std::fabs(dy));

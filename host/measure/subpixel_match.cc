@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 
 namespace deflash_host {
 namespace {
@@ -179,7 +180,7 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
     }
     // Through them the derivatives along each parameter of the warp; sums
     // kept per column, so that the loop runs on vectors.
-    const float* values = t.value.data() + r * kSubpixelSide;
+    const float* values = t.value.data() + static_cast<std::ptrdiff_t>(r) * kSubpixelSide;
     const float row_v = static_cast<float>(v);
     for (int c = 0; c < kSubpixelSide; ++c) {
       const float u = static_cast<float>(c - kSubpixelHalf);
@@ -249,7 +250,7 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
       level[i] = (wy[0] * p0 + wy[1] * p1) + (wy[2] * p2 + wy[3] * p3);
       level_dy[i] = (dwy[0] * p0 + dwy[1] * p1) + (dwy[2] * p2 + dwy[3] * p3);
     }
-    const float* values = t.value.data() + r * kSubpixelSide;
+    const float* values = t.value.data() + static_cast<std::ptrdiff_t>(r) * kSubpixelSide;
     // Sums kept per column, so that the loop runs on vectors; added up once
     // at the end.
     for (int c = 0; c < kSubpixelSide; ++c) {

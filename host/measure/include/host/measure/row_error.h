@@ -25,6 +25,7 @@ constexpr std::size_t kMinRowErrorMatches = 100;
 /// camera moves every row alike, a roll or a scale error makes a gradient.
 constexpr int kRegionColumns = 3;
 constexpr int kRegionRows = 3;
+constexpr std::size_t kRegionCount = std::size_t{kRegionColumns} * kRegionRows;
 
 struct row_error_options {
   /// Pass when the mean |dy| is at most this many pixels.
@@ -61,7 +62,7 @@ struct row_error_figures {
   double p95 = 0.0;   ///< 95th percentile of |dy| (nearest rank)
   double max = 0.0;   ///< largest |dy|
   /// Row-major from the top-left region: index row * kRegionColumns + column.
-  std::array<region_mean, kRegionColumns * kRegionRows> regions{};
+  std::array<region_mean, kRegionCount> regions{};
 };
 
 enum class row_error_status {
