@@ -3,6 +3,7 @@
 // output folder and the depth laid over the colour picture.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
