@@ -22,6 +22,7 @@ __all__ = [
     "calibration_images", "start_row_image", "depth_engine_image", "update_baseline",
     "update_multi_baseline", "update_multi_fb_d2c", "import_calibration", "load_calibration",
     "rotation_angles", "check_calib_debug", "inspect", "diff", "read_picture", "write_picture",
+    "MeasurementError", "measure_rectification", "DEFAULT_MAX_ROW_ERROR",
 ]
 
 logger = logging.getLogger("deflash")
@@ -68,6 +69,21 @@ class LibraryError(Error):
 class CalibrationError(Error, ValueError):
     """A calibration (dict, JSON file or imported files) was refused before
     the library saw it."""
+
+
+class MeasurementError(Error, ValueError):
+    """A rectified pair gave no row-error measurement: too few points matched
+    (a dark, blank or untextured pair, or pictures of different scenes;
+    ``matches`` is their count), or the pictures or the limit were unusable
+    (``matches`` is 0)."""
+
+    def __init__(self, message: str, matches: int = 0):
+        super().__init__(message)
+        self.matches = matches
+
+
+#: The limit on the mean row error when none is given, in rectified pixels.
+DEFAULT_MAX_ROW_ERROR = 0.5
 
 
 def _log_console(out: str, err: str) -> None:
@@ -326,6 +342,47 @@ def check_calib_debug(calibration: Calibration, config: PathLike, *, left: Any =
             raw, shape = output
             result[name] = np.frombuffer(raw, dtype=dtype.newbyteorder("<")).reshape(
                 shape).astype(dtype)
+    return result
+
+
+def measure_rectification(left_rectified: Any, right_rectified: Any, *,
+                          max_row_error: float = DEFAULT_MAX_ROW_ERROR) -> dict:
+    """The row error of a rectified IR pair, as ``deflash rectify-check``
+    measures it (docs/rectify-check.md): patches of the left picture matched
+    along the rows of the right one, and how far apart, vertically, each pair
+    of matched points is. Both pictures are 2-D numpy arrays of the same
+    type, uint8 or uint16, such as ``check_calib_debug`` returns; pixels of
+    value 0 are taken as the border the rectification leaves.
+
+    Returns the dict ``rectify-check --json`` prints as "row_error":
+    "matches", "mean_px", "rms_px", "p95_px" and "max_px" (|dy| in rectified
+    pixels, dy = right row - left row), "regions" (3 rows of 3 dicts with
+    "matches" and the signed "mean_dy_px", None without matches),
+    "threshold_px" and "pass" (mean within ``max_row_error``). Raises
+    MeasurementError when fewer than 100 points match or the pictures or the
+    limit cannot be used."""
+    import numpy as np
+
+    pictures = []
+    for name, picture in (("left_rectified", left_rectified),
+                          ("right_rectified", right_rectified)):
+        array = np.asarray(picture)
+        if array.ndim != 2 or array.dtype not in (np.dtype(np.uint8), np.dtype(np.uint16)):
+            raise MeasurementError(f"{name} must be a 2-D array of uint8 or uint16")
+        pictures.append(array)
+    if pictures[0].dtype != pictures[1].dtype:
+        raise MeasurementError("left_rectified and right_rectified must have the same type")
+    itemsize = pictures[0].dtype.itemsize
+    data = [np.ascontiguousarray(a).astype(a.dtype.newbyteorder("<")).tobytes()
+            for a in pictures]
+    try:
+        result = _deflash.measure_rectification(
+            data[0], pictures[0].shape[1], pictures[0].shape[0], data[1], pictures[1].shape[1],
+            pictures[1].shape[0], itemsize, float(max_row_error))
+    except ValueError as e:
+        raise MeasurementError(str(e)) from None
+    if "refused" in result:
+        raise MeasurementError(result["refused"], result["matches"])
     return result
 
 
