@@ -18,7 +18,7 @@ struct json_text_writer {
   void line(int depth) {
     if (indent < 0) return;
     out += '\n';
-    out.append(static_cast<std::size_t>(depth * indent), ' ');
+    out.append(static_cast<std::size_t>(depth) * static_cast<std::size_t>(indent), ' ');
   }
 
   void key(const char* name, int depth, bool first) {
@@ -70,7 +70,7 @@ struct json_text_writer {
       out += text;
       return;
     }
-    const std::string pad(static_cast<std::size_t>(depth * indent), ' ');
+    const std::string pad(static_cast<std::size_t>(depth) * static_cast<std::size_t>(indent), ' ');
     for (const char c : text) {
       out += c;
       if (c == '\n') out += pad;
