@@ -60,13 +60,13 @@ BENCHMARK(BM_InspectJsonStartRowImage8MiB)->Unit(benchmark::kMillisecond);
 
 void BM_DiffStartRowImages8MiB(benchmark::State& state) {
   const std::vector<uint8_t>& image = large_image();
-  std::vector<uint8_t> changed = image;
-  changed[changed.size() - 1] = 0;  // one erased byte no longer erased
+  // The last mode dropped: the entries no longer line up one for one, so
+  // they are paired through their digests.
+  const std::vector<uint8_t> fewer = deflash_test::start_row_image(kEntries - 1, true, kFileBytes);
   deflash_host::report a;
   deflash_host::report b;
-  std::string error;
-  if (!decode(image, a) || !deflash_host::inspect_bytes(changed.data(), changed.size(), b, error)) {
-    state.SkipWithError("the images did not decode");
+  if (!decode(image, a) || !decode(fewer, b)) {
+    state.SkipWithError("the images did not decode cleanly");
     return;
   }
   std::size_t differences = 0;

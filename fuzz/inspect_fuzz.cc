@@ -14,8 +14,13 @@
 
 namespace {
 
-/// Decodes `bytes` and checks what every decoded report must satisfy.
-bool inspect_checked(const std::vector<uint8_t>& bytes, deflash_host::report& out) {
+enum class json_check { none, stream, compare };
+
+/// Decodes `bytes` and checks what every decoded report must satisfy; from
+/// `stream` on, that it streams as JSON (valid UTF-8: the writer throws
+/// otherwise); with `compare`, that the stream is the dumped document.
+bool inspect_checked(const std::vector<uint8_t>& bytes, deflash_host::report& out,
+                     json_check json) {
   std::string error;
   if (!deflash_host::inspect_bytes(bytes.data(), bytes.size(), out, error)) {
     FUZZ_CHECK(!error.empty());
@@ -27,15 +32,16 @@ bool inspect_checked(const std::vector<uint8_t>& bytes, deflash_host::report& ou
   FUZZ_CHECK(!deflash_host::render_text(out).empty());
   FUZZ_CHECK(out.failures.size() <= deflash_host::kMaxListedFailures);
   FUZZ_CHECK(out.unlisted_failures == 0 || out.failures.size() == deflash_host::kMaxListedFailures);
-  // Every name and value must be valid UTF-8: dump() throws otherwise.
-  const deflash_host::json doc = deflash_host::render_json(out);
-  FUZZ_CHECK(deflash_host::render_json_text(out, -1) == doc.dump());
-  FUZZ_CHECK(deflash_host::render_json_text(out, 2) == doc.dump(2));
-  FUZZ_CHECK(doc.at("ok").get<bool>() == out.ok());
-  FUZZ_CHECK(doc.at("failures").size() == out.failures.size());
   for (const deflash_host::failure& f : out.failures) {
     FUZZ_CHECK(!deflash_host::failure_text(f).empty());
   }
+  if (json == json_check::none) return true;
+  const std::string text = deflash_host::render_json_text(out, 2);
+  if (json == json_check::stream) return true;
+  const deflash_host::json doc = deflash_host::render_json(out);
+  FUZZ_CHECK(text == doc.dump(2));
+  FUZZ_CHECK(doc.at("ok").get<bool>() == out.ok());
+  FUZZ_CHECK(doc.at("failures").size() == out.failures.size());
   return true;
 }
 
@@ -44,7 +50,15 @@ bool inspect_checked(const std::vector<uint8_t>& bytes, deflash_host::report& ou
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::vector<uint8_t> bytes(data, data + size);
   deflash_host::report original;
-  if (!inspect_checked(bytes, original)) return 0;
+  // Serialising dominates an execution under the sanitizers: the streamed
+  // text is compared with the document the library dumps on the inputs whose
+  // last byte is a multiple of four, a quarter of them, and the changed copy
+  // below is not serialised at all (the fuzzer reaches such bytes as inputs
+  // of their own).
+  const bool compare = size != 0 && data[size - 1] % 4 == 0;
+  if (!inspect_checked(bytes, original, compare ? json_check::compare : json_check::stream)) {
+    return 0;
+  }
   FUZZ_CHECK(deflash_host::diff_reports(original, original).count() == 0);
 
   // One byte changed where the input's own last byte points: the same kind
@@ -54,16 +68,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::size_t at = (std::size_t{data[size - 1]} * 2654435761U) % size;
   changed[at] = static_cast<uint8_t>(changed[at] ^ 0x5A);
   deflash_host::report other;
-  if (!inspect_checked(changed, other) || other.kind != original.kind) return 0;
-  const deflash_host::difference_list forward = deflash_host::diff_reports(original, other);
+  if (!inspect_checked(changed, other, json_check::none) || other.kind != original.kind) return 0;
+  // Forward through the JSON document both front ends print, backward
+  // through the list behind it.
+  const deflash_host::json forward = deflash_host::diff_json(original, other);
   const deflash_host::difference_list backward = deflash_host::diff_reports(other, original);
-  FUZZ_CHECK(forward.count() == backward.count());
-  FUZZ_CHECK(forward.listed.size() <= deflash_host::kMaxListedDifferences);
-  for (const deflash_host::difference& d : forward) {
+  const std::size_t listed = forward.at("differences").size();
+  FUZZ_CHECK(listed <= deflash_host::kMaxListedDifferences);
+  FUZZ_CHECK(listed + forward.value("unlisted_differences", std::size_t{0}) == backward.count());
+  FUZZ_CHECK(forward.at("equal").get<bool>() == (listed == 0));
+  for (const deflash_host::difference& d : backward) {
     FUZZ_CHECK(!deflash_host::difference_text(d).empty());
   }
-  const deflash_host::json doc = deflash_host::diff_json(original, other);
-  FUZZ_CHECK(doc.at("equal").get<bool>() == (forward.count() == 0));
-  FUZZ_CHECK(doc.at("differences").size() == forward.listed.size());
   return 0;
 }

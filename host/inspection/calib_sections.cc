@@ -155,9 +155,6 @@ void decode_d2c_item(item_context& item) {
            d2c_item_offset(offsetof(DeCameraD2CParams_S, translation)));
 }
 
-/// Fraction bits of the PBF register, 1 / (baseline x focal length).
-constexpr int kPbfFractionBits = 40;
-
 void decode_depth_item(item_context& item) {
   const byte_view bytes = item.bytes;
   tree_node& key = add_child(item.node, "key");
@@ -186,10 +183,10 @@ void decode_depth_item(item_context& item) {
   // gets, or that it does not fit, as the baseline updates check it.
   const float pbf =
       static_cast<float>(1.0 / (static_cast<double>(baseline) * static_cast<double>(focal_length)));
-  const double scaled = std::round(std::ldexp(static_cast<double>(pbf), kPbfFractionBits));
+  const double scaled = std::round(std::ldexp(static_cast<double>(pbf), deflash::kPbfFractionBits));
   if (std::isfinite(scaled) && scaled >= -2147483648.0 && scaled < 2147483648.0) {
     add_fixed(item.node, "pbf", static_cast<uint32_t>(static_cast<int32_t>(scaled)),
-              kPbfFractionBits);
+              deflash::kPbfFractionBits);
   } else {
     add_value(item.node, "pbf", "does not fit 32 bits with 40 fraction bits");
   }

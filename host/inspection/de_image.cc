@@ -97,9 +97,15 @@ void decode_ir_pre_item(tree_node& node, byte_view item) {
             text_field(
                 item.sub(offsetof(ir_pre_cfg_item, dpu_desc), sizeof(ir_pre_cfg_item{}.dpu_desc))));
   add_u32(node, "reserved", item, offsetof(ir_pre_cfg_item, reserved));
-  add_u32s(node, "exp_time_range", item, offsetof(ir_pre_cfg_item, exp_time_range), 4);
-  add_u32s(node, "gain_range", item, offsetof(ir_pre_cfg_item, gain_range), 4);
-  add_u32s(node, "laser_current_range", item, offsetof(ir_pre_cfg_item, laser_current_range), 4);
+  constexpr std::size_t kRangeWords = sizeof(ir_pre_cfg_item{}.gain_range) / sizeof(uint32_t);
+  static_assert(
+      sizeof(ir_pre_cfg_item{}.exp_time_range) == sizeof(ir_pre_cfg_item{}.gain_range) &&
+          sizeof(ir_pre_cfg_item{}.laser_current_range) == sizeof(ir_pre_cfg_item{}.gain_range),
+      "three ranges of one shape");
+  add_u32s(node, "exp_time_range", item, offsetof(ir_pre_cfg_item, exp_time_range), kRangeWords);
+  add_u32s(node, "gain_range", item, offsetof(ir_pre_cfg_item, gain_range), kRangeWords);
+  add_u32s(node, "laser_current_range", item, offsetof(ir_pre_cfg_item, laser_current_range),
+           kRangeWords);
   struct named_word {
     const char* name;
     std::size_t at;
@@ -118,7 +124,10 @@ void decode_ir_pre_item(tree_node& node, byte_view item) {
   add_pair(node, "box_cnt", item, offsetof(ir_pre_cfg_item, box_cnt));
   json weights = json::array();
   const std::size_t box_weights = offsetof(ir_pre_cfg_item, box_weight_16);
-  for (std::size_t i = 0; i < 16; ++i) weights.push_back(item.u16(box_weights + 2 * i));
+  constexpr std::size_t kBoxWeights = sizeof(ir_pre_cfg_item{}.box_weight_16) / sizeof(uint16_t);
+  for (std::size_t i = 0; i < kBoxWeights; ++i) {
+    weights.push_back(item.u16(box_weights + sizeof(uint16_t) * i));
+  }
   add_value(node, "box_weight_16", std::move(weights));
 }
 

@@ -1,6 +1,7 @@
 // Field-level differences between two decoded files; items that carry a
 // digest are matched by it, so a reordered table shows no false changes.
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -61,12 +62,13 @@ using node_pair = std::pair<const tree_node*, const tree_node*>;
 /// Pairs the children of `a` with those of `b`: the k-th child of `a` with
 /// a key goes with the k-th child of `b` with that key, so items that share
 /// a digest (IR pre-ISP groups of one mode) pair in their order. Unpaired
-/// children get a null partner. Linear: one hash lookup per child, none
-/// when both lists hold the same keys in the same order.
+/// children get a null partner. Linear: one hash lookup per child (none
+/// when both lists hold the same keys in the same order), and no more than
+/// one allocation per distinct key.
 std::vector<node_pair> pair_children(const tree_node* a, const tree_node* b) {
-  static const std::vector<tree_node> kNone;
-  const std::vector<tree_node>& in_a = a != nullptr ? a->children : kNone;
-  const std::vector<tree_node>& in_b = b != nullptr ? b->children : kNone;
+  static const std::vector<tree_node> kNoChildren;
+  const std::vector<tree_node>& in_a = a != nullptr ? a->children : kNoChildren;
+  const std::vector<tree_node>& in_b = b != nullptr ? b->children : kNoChildren;
   std::vector<node_pair> pairs;
   pairs.reserve(std::max(in_a.size(), in_b.size()));
   bool aligned = in_a.size() == in_b.size();
@@ -77,25 +79,34 @@ std::vector<node_pair> pair_children(const tree_node* a, const tree_node* b) {
     for (std::size_t i = 0; i < in_a.size(); ++i) pairs.emplace_back(&in_a[i], &in_b[i]);
     return pairs;
   }
-  std::unordered_map<match_key, std::vector<const tree_node*>, match_key_hash> b_by_key;
-  for (const tree_node& child : in_b) b_by_key[key_of(child)].push_back(&child);
-  std::unordered_map<match_key, std::size_t, match_key_hash> taken;  // per key, in `a`
+  // The children of `b` with one key form a chain in their order; each key
+  // keeps a cursor on the first of its chain not yet paired.
+  constexpr std::size_t kChainEnd = SIZE_MAX;
+  std::vector<std::size_t> next_same(in_b.size(), kChainEnd);
+  std::unordered_map<match_key, std::pair<std::size_t, std::size_t>, match_key_hash> chains;
+  chains.reserve(in_b.size());
+  for (std::size_t i = 0; i < in_b.size(); ++i) {
+    const auto inserted = chains.emplace(key_of(in_b[i]), std::make_pair(i, i));
+    if (!inserted.second) {  // append to the chain: first stays, last moves
+      next_same[inserted.first->second.second] = i;
+      inserted.first->second.second = i;
+    }
+  }
+  std::vector<bool> paired(in_b.size(), false);
   for (const tree_node& child : in_a) {
-    const match_key key = key_of(child);
-    const std::size_t k = taken[key]++;
-    const auto found = b_by_key.find(key);
-    const tree_node* partner =
-        found != b_by_key.end() && k < found->second.size() ? found->second[k] : nullptr;
+    const tree_node* partner = nullptr;
+    const auto found = chains.find(key_of(child));
+    if (found != chains.end() && found->second.first != kChainEnd) {
+      std::size_t& cursor = found->second.first;
+      partner = &in_b[cursor];
+      paired[cursor] = true;
+      cursor = next_same[cursor];
+    }
     pairs.emplace_back(&child, partner);
   }
   // Children of `b` beyond the count of their key in `a` have no partner.
-  std::unordered_map<match_key, std::size_t, match_key_hash> seen;
-  for (const tree_node& child : in_b) {
-    const match_key key = key_of(child);
-    const auto paired = taken.find(key);
-    if (seen[key]++ >= (paired == taken.end() ? 0 : paired->second)) {
-      pairs.emplace_back(nullptr, &child);
-    }
+  for (std::size_t i = 0; i < in_b.size(); ++i) {
+    if (!paired[i]) pairs.emplace_back(nullptr, &in_b[i]);
   }
   return pairs;
 }

@@ -1,6 +1,7 @@
 // The JSON document of a report written as text node by node, exactly as
 // dumping render_json's document would write it, without ever holding the
 // whole document: a start-row image has hundreds of thousands of nodes.
+#include <cmath>
 #include <string>
 
 #include "host/inspection/inspect.h"
@@ -17,7 +18,7 @@ struct json_text_writer {
   void line(int depth) {
     if (indent < 0) return;
     out += '\n';
-    out.append(static_cast<std::size_t>(depth * indent), ' ');
+    out.append(static_cast<std::size_t>(depth) * static_cast<std::size_t>(indent), ' ');
   }
 
   void key(const char* name, int depth, bool first) {
@@ -28,14 +29,48 @@ struct json_text_writer {
     out += indent < 0 ? "\":" : "\": ";
   }
 
-  /// `v` as the library dumps it, its inner lines moved to `depth`.
+  /// `v` as the library dumps it, its inner lines moved to `depth`. The
+  /// common values (integers, plain texts, lists of them) are written here;
+  /// the rest (floats, texts that need escapes) go through the library.
   void value(const json& v, int depth) {
+    if (v.is_number_unsigned()) {
+      out += std::to_string(v.get<uint64_t>());
+    } else if (v.is_number_float() && std::isfinite(v.get<double>())) {
+      // The library's own shortest round-trip digits, as its dump writes
+      // them; the tests compare the two texts.
+      char digits[64];
+      const char* end = nlohmann::detail::to_chars(digits, digits + sizeof digits, v.get<double>());
+      out.append(digits, static_cast<std::size_t>(end - digits));
+    } else if (v.is_number_integer()) {
+      out += std::to_string(v.get<int64_t>());
+    } else if (v.is_string() && plain(v.get_ref<const std::string&>())) {
+      out += '"';
+      out += v.get_ref<const std::string&>();
+      out += '"';
+    } else if (v.is_array()) {
+      array(v, depth, [this](const json& item, int d) { value(item, d); });
+    } else {
+      dumped(v, depth);
+    }
+  }
+
+  /// Text that JSON carries as it stands: printable ASCII without quotes or
+  /// backslashes.
+  static bool plain(const std::string& text) {
+    for (const char c : text) {
+      const auto u = static_cast<unsigned char>(c);
+      if (u < 0x20 || u >= 0x7F || c == '"' || c == '\\') return false;
+    }
+    return true;
+  }
+
+  void dumped(const json& v, int depth) {
     const std::string text = v.dump(indent);
     if (indent <= 0 || text.find('\n') == std::string::npos) {
       out += text;
       return;
     }
-    const std::string pad(static_cast<std::size_t>(depth * indent), ' ');
+    const std::string pad(static_cast<std::size_t>(depth) * static_cast<std::size_t>(indent), ' ');
     for (const char c : text) {
       out += c;
       if (c == '\n') out += pad;

@@ -9,13 +9,9 @@
 #include "frame/crc32.h"
 #include "frame/log.h"
 #include "rectify/fixed_point.h"
+#include "rectify/register_elements.h"
 
 namespace deflash {
-namespace {
-// PBF register: 32-bit field with 40 fraction bits.
-constexpr int32_t kPbfTotalBits = 32;
-constexpr int32_t kPbfFractionBits = 40;
-}  // namespace
 
 bool read_section_shape(const uint8_t* section, std::size_t space, uint8_t section_id,
                         std::size_t item_bytes_needed, section_shape* shape) {

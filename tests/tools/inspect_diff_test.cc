@@ -15,6 +15,7 @@
 #include "deflash/de_config.h"
 #include "host/inspection/inspect.h"
 #include "support/flash_edits.h"
+#include "support/start_row_image_builder.h"
 #include "support/temp_files.h"
 
 namespace {
@@ -85,6 +86,25 @@ TEST(InspectDiff, GroupsSharingADigestPairInTheirOrder) {
                 "block IR pre-ISP groups / header / crc: " + hex32(block_crc(old_image)) + " -> " +
                     hex32(block_crc(new_image)),
                 "block IR pre-ISP groups / item 1 / target_brightness: 70 -> 90"}));
+}
+
+TEST(InspectDiff, ManyEntriesOfOneDigestPairInTheirOrder) {
+  // 300 entries of one mode against 299: the first 299 pair one for one, the
+  // last is absent in the new file; nothing is relabelled.
+  const report a = inspect(deflash_test::start_row_image(300, false, 16384));
+  const report b = inspect(deflash_test::start_row_image(299, false, 16384));
+  const deflash_host::difference_list differences = deflash_host::diff_reports(a, b);
+  // Length and CRC, the 16 fields of entry 299 and the erased area's start
+  // and size.
+  EXPECT_EQ(differences.count(), 20u);
+  ASSERT_EQ(differences.listed.size(), 20u);
+  EXPECT_EQ(deflash_host::difference_text(differences.listed[0]),
+            "section 0x18 start rows / header / length: 13248 -> 13204");
+  for (std::size_t i = 2; i < 18; ++i) {
+    EXPECT_EQ(differences.listed[i].item.rfind("entry 299", 0), 0u) << i;
+    EXPECT_EQ(differences.listed[i].new_value, "(absent)") << i;
+  }
+  EXPECT_EQ(differences.listed[18].item, "erased");
 }
 
 TEST(InspectDiff, AnItemOnlyOneSideHasIsAbsentOnTheOther) {

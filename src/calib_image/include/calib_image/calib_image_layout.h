@@ -175,7 +175,9 @@ constexpr std::size_t kRawItemPolyOffset = kRawItemExtrinsicsOffset + kRawExtrin
 static_assert(kRawKeyModeNameOffset + kRawKeyModeNameBytes == kRawKeyLongRangeOffset &&
                   kRawKeyLongRangeOffset + 4 == kRawItemCamerasOffset,
               "mode name and flag make the key");
-static_assert(kRawCameraDistortionOffset + 8 * 4 == kRawCameraBlockBytes, "eight terms close it");
+static_assert(kRawCameraDistortionOffset + sizeof(SocCalibCamera_S::distortion) ==
+                  kRawCameraBlockBytes,
+              "eight terms close it");
 static_assert(kRawItemExtrinsicsOffset == 192 && kRawItemPolyOffset == 240, "raw item layout");
 static_assert(kRawItemPolyOffset + kRawCameraCount * kPolyDistortionBlockBytes ==
                   kRawCalibSection.item_size,

@@ -19,6 +19,10 @@ constexpr int32_t kDistortionFractionBits = 24;
 constexpr int32_t kIntrinsicFractionBits = 20;
 /// Width of every rectification register.
 constexpr int32_t kRegisterWordBits = 32;
+/// The depth engine's PBF register, 1 / (baseline x focal length), which the
+/// device derives from the depth items: 32 bits with 40 fraction bits.
+constexpr int32_t kPbfTotalBits = 32;
+constexpr int32_t kPbfFractionBits = 40;
 
 /// A start row is sign and magnitude in 12 bits: magnitude in bits 0-10.
 constexpr int32_t kStartRowMagnitudeBits = 11;
