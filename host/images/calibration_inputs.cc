@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "host/files/file_io.h"
+#include "host/images/imported_calibration.h"
 #include "host/inputs/plausibility.h"
 
 namespace deflash_host {
@@ -16,7 +17,29 @@ namespace {
 /// The input list counts configurations in one byte.
 constexpr std::size_t kMaxConfigs = std::numeric_limits<uint8_t>::max();
 
+/// An image holds one to 255 camera modes, one per configuration. The
+/// command line's parser already asks for a --config; the check here holds
+/// for every front end.
+outcome check_config_count(const calibration_source_options& options) {
+  if (options.configs.empty()) return fail(status::unusable, "--config is required");
+  if (options.configs.size() > kMaxConfigs) {
+    return fail(status::unusable,
+                "at most " + std::to_string(kMaxConfigs) + " --config files fit in one image");
+  }
+  return {};
+}
+
 }  // namespace
+
+std::vector<config_problem> calibration_problems(const module_calibration& calibration,
+                                                 const std::string& source) {
+  // Impossible cameras would still make an image the library accepts.
+  std::vector<config_problem> problems;
+  for (const implausible_value& value : check_calibration(calibration)) {
+    problems.push_back({source + ": " + value.field, value.what, true, false});
+  }
+  return problems;
+}
 
 outcome calibration_inputs::load(const calibration_source_options& options) {
   const bool from_json = !options.calibration_json.empty();
@@ -43,10 +66,7 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
                 "--temperatures goes with --raw-calibration only; the JSON file "
                 "carries its own temperatures");
   }
-  if (options.configs.size() > kMaxConfigs) {
-    return fail(status::unusable,
-                "at most " + std::to_string(kMaxConfigs) + " --config files fit in one image");
-  }
+  if (outcome counted = check_config_count(options); !counted.ok()) return counted;
 
   std::string error;
   // An unreadable file is an I/O error (2); a file that reads but holds no
@@ -57,34 +77,48 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
     }
   }
   calibration_ = module_calibration{};
-  if (from_raw || from_import) {
+  if (from_import) {
+    if (outcome imported = import_module(options.import, options.temperatures, calibration_);
+        !imported.ok()) {
+      return imported;
+    }
+  } else if (from_raw) {
     if (!parse_temperatures(options.temperatures, calibration_.temperatures)) {
       return fail(status::unusable, "--temperatures \"" + options.temperatures +
                                         "\" must be three numbers L,R,LDM (degrees Celsius)");
     }
-    if (from_import) {
-      float temperatures[kTemperatureCount];
-      std::copy(calibration_.temperatures, calibration_.temperatures + kTemperatureCount,
-                temperatures);
-      if (outcome imported = import_from_options(options.import, calibration_); !imported.ok()) {
-        return imported;
-      }
-      std::copy(temperatures, temperatures + kTemperatureCount, calibration_.temperatures);
-    } else if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
+    if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
       return fail(status::rejected, error);
     }
   } else if (!read_calibration_json(options.calibration_json, calibration_, error)) {
     return fail(status::rejected, error);
   }
 
-  // Impossible cameras would still make an image the library accepts.
   const std::string source = from_json  ? options.calibration_json
                              : from_raw ? options.raw_calibration
                                         : "imported calibration";
-  std::vector<config_problem> problems;
-  for (const implausible_value& value : check_calibration(calibration_)) {
-    problems.push_back({source + ": " + value.field, value.what, true, false});
+  return check_and_assemble(source, options);
+}
+
+outcome calibration_inputs::load_json_text(const std::string& text, const std::string& source,
+                                           const calibration_source_options& options) {
+  if (!options.calibration_json.empty() || !options.raw_calibration.empty() ||
+      options.import.given() || !options.temperatures.empty()) {
+    return fail(status::unusable, source + ": the calibration is given twice");
   }
+  if (outcome counted = check_config_count(options); !counted.ok()) return counted;
+  calibration_ = module_calibration{};
+  std::string error;
+  if (!parse_calibration_json(text, source, calibration_, error)) {
+    return fail(status::rejected, error);
+  }
+  return check_and_assemble(source, options);
+}
+
+outcome calibration_inputs::check_and_assemble(const std::string& source,
+                                               const calibration_source_options& options) {
+  std::string error;
+  std::vector<config_problem> problems = calibration_problems(calibration_, source);
   // The library takes a string that names no readable file as INI text, so
   // a mistyped path would surface as a confusing configuration error; the
   // tool reads each file first and checks it with the library's own reader.
@@ -98,9 +132,9 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
   if (!checked.ok()) return checked;
 
   input_files_ = options.configs;
-  if (from_json) input_files_.push_back(options.calibration_json);
-  if (from_raw) input_files_.push_back(options.raw_calibration);
-  if (from_import) {
+  if (!options.calibration_json.empty()) input_files_.push_back(options.calibration_json);
+  if (!options.raw_calibration.empty()) input_files_.push_back(options.raw_calibration);
+  if (options.import.given()) {
     for (const std::string& file : import_input_files(options.import)) input_files_.push_back(file);
   }
 

@@ -56,6 +56,13 @@ outcome build_deconfig_image(const deconfig_sources& sources, const std::string&
   }
   outcome built = problems_outcome(problems, false);
   if (!built.ok()) return built;
+  // Without a DPU mode the library leaves the DPU block erased: an image no
+  // depth engine can start from, and that fails its own inspection.
+  if (sources.dpu.empty()) {
+    return built.stop(status::unusable,
+                      "no --dpu file: the depth-engine image needs one DPU configuration per "
+                      "camera mode");
+  }
   auto files = std::make_unique<de_config_files>();
   std::vector<const char*> dpu_paths;
   for (const std::string& path : sources.dpu) dpu_paths.push_back(path.c_str());
@@ -73,11 +80,16 @@ outcome build_deconfig_image(const deconfig_sources& sources, const std::string&
   if (scratch.empty()) return built.stop(status::unusable, error);
   const bool written =
       call_captured(built.console, [&] {
-        return gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str()) ? 0 : 1;
+        return gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str())
+                   ? DRIVER_HELPER_OK
+                   : DRIVER_HELPER_FAIL;
       }) == 0;
   const bool read_back = written && read_file_bytes(scratch, image, error, kDeConfigImageBytes);
   std::remove(scratch.c_str());
   built.console.failed = !written || image.size() != kDeConfigImageBytes;
+  // The export reports success for an image it left empty after refusing a
+  // configuration file: that is its failure too.
+  if (built.console.failed) built.console.result = DRIVER_HELPER_FAIL;
   if (!written) return built.stop(status::unusable, out + ": cannot be written");
   if (!read_back) return built.stop(status::unusable, error);
   if (image.size() != kDeConfigImageBytes) {

@@ -634,11 +634,21 @@ const std::vector<bad_input>& catalogue() {
                          kModule + "/ir_pre.ini");
        },
        2, "deflash: /" + std::string(300, 'a') + ": path longer than 255 characters"},
+      {"DeconfigWithoutADpuFile",
+       [](const temp_dir& d) {
+         d.write("de.bin", "previous image");
+         return std::vector<std::string>{"deconfig", "--d2c",  kModule + "/d2c.ini", "--ir-pre",
+                                         kModule + "/ir_pre.ini", "--out", d.file("de.bin")};
+       },
+       2,
+       "deflash: no --dpu file: the depth-engine image needs one DPU configuration per camera "
+       "mode"},
       {"DeconfigOutputIsAnInput",
        [](const temp_dir& d) {
          const std::string ir = d.write("ir.ini", text_of(kModule + "/ir_pre.ini"));
-         return std::vector<std::string>{"deconfig", "--d2c", kModule + "/d2c.ini", "--ir-pre", ir,
-                                         "--out",    ir};
+         return std::vector<std::string>{"deconfig", "--dpu",    kModule + "/dpu_close.ini",
+                                         "--d2c",    kModule + "/d2c.ini", "--ir-pre",
+                                         ir,         "--out",              ir};
        },
        2, "deflash: $DIR/ir.ini: cannot be written (it is the input $DIR/ir.ini)"},
 

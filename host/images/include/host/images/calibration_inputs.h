@@ -48,6 +48,13 @@ class calibration_inputs {
   /// list. Implausible values stop it unless `allow_implausible`.
   outcome load(const calibration_source_options& options);
 
+  /// Like load(), for a calibration given as calibration JSON `text` rather
+  /// than by the options (the Python module's dicts): `source` names it in
+  /// messages; the options' configurations and allow_implausible apply, and
+  /// they name no calibration.
+  outcome load_json_text(const std::string& text, const std::string& source,
+                         const calibration_source_options& options);
+
   const SocCalibFlashInput_S* list() const { return &list_; }
   /// Every file the calibration and configurations were read from: no
   /// output may replace one of them.
@@ -55,6 +62,9 @@ class calibration_inputs {
   std::size_t config_count() const { return configs_.size(); }
 
  private:
+  /// The checks and the list once calibration_ is read from `source`.
+  outcome check_and_assemble(const std::string& source, const calibration_source_options& options);
+
   module_calibration calibration_;
   std::vector<std::string> configs_;
   std::vector<std::string> input_files_;
@@ -63,6 +73,12 @@ class calibration_inputs {
   std::vector<const float*> temperature_list_;
   SocCalibFlashInput_S list_{};
 };
+
+/// The implausible values of `calibration`, read from `source`, as problems
+/// of the checks ("<source>: <camera>.<field>"); --allow-implausible lets
+/// them pass.
+std::vector<config_problem> calibration_problems(const module_calibration& calibration,
+                                                 const std::string& source);
 
 }  // namespace deflash_host
 

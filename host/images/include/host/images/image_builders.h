@@ -37,7 +37,8 @@ struct deconfig_sources {
 /// Checks each configuration file and builds the depth-engine configuration
 /// image through a scratch file in the folder of `out` (the library writes
 /// this image only to a path): rejected for a file refused, unusable for a
-/// file that cannot be read or a scratch file that cannot be written.
+/// file that cannot be read, no DPU file, or a scratch file that cannot be
+/// written.
 outcome build_deconfig_image(const deconfig_sources& sources, const std::string& out,
                              std::string& image);
 
