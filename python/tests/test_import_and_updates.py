@@ -97,11 +97,17 @@ def test_depth_engine_image_has_its_three_blocks():
     assert struct.unpack_from("<I", image, 0x3000)[0] == 0x4644730E
 
 
-def test_depth_engine_image_refuses_a_missing_file():
-    with pytest.raises(deflash.LibraryError) as failure:
-        deflash.depth_engine_image([], "missing_d2c.ini", os.path.join(MODULE, "ir_pre.ini"))
-    assert failure.value.code == -1
-    assert failure.value.message == "error: convert d2c configs failed"
+def test_depth_engine_image_refuses_a_missing_file_and_no_dpu_file():
+    with pytest.raises(deflash.UsageError) as failure:
+        deflash.depth_engine_image([os.path.join(MODULE, "dpu_close.ini")], "missing_d2c.ini",
+                                   os.path.join(MODULE, "ir_pre.ini"))
+    assert failure.value.code is None
+    assert failure.value.message == "missing_d2c.ini: cannot be read (No such file or directory)"
+    with pytest.raises(deflash.UsageError) as failure:
+        deflash.depth_engine_image([], os.path.join(MODULE, "d2c.ini"),
+                                   os.path.join(MODULE, "ir_pre.ini"))
+    assert failure.value.message == (
+        "no dpu file: the depth-engine image needs one DPU configuration per camera mode")
 
 
 def test_update_baseline_patches_the_depth_section():
