@@ -74,6 +74,11 @@ bool parse_fb(const std::string& text, float& focal, float& baseline) {
 }
 
 outcome update_image(const update_request& request, update_result& out) {
+  // The command line's parser asks for the values; the check here holds
+  // for every front end.
+  if (request.kind != update_kind::baseline && request.fb.empty()) {
+    return fail(status::unusable, "--fb is required");
+  }
   std::vector<float> fb_set;
   for (const std::string& pair : request.fb) {
     float focal = 0.0f;
