@@ -34,7 +34,9 @@ std::string size_problem(const debug_picture& picture, const image_size& camera,
 
 /// Words for `pixels` samples of `bits`: 16-bit buffers stay aligned, 8-bit
 /// ones use bytes.
-std::size_t words_for(std::size_t pixels, int bits) { return bits == 16 ? pixels : (pixels + 1) / 2; }
+std::size_t words_for(std::size_t pixels, int bits) {
+  return bits == 16 ? pixels : (pixels + 1) / 2;
+}
 
 }  // namespace
 
@@ -102,16 +104,16 @@ outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& l
 
   // Pixels no rule writes keep their value: start from black.
   out.ir_bits = left.given() ? left.bits : right.bits;
-  if (left.given()) out.left.assign(words_for(pixel_count(geometry.left_rectified), out.ir_bits), 0);
+  if (left.given())
+    out.left.assign(words_for(pixel_count(geometry.left_rectified), out.ir_bits), 0);
   if (right.given()) {
     out.right.assign(words_for(pixel_count(geometry.right_rectified), out.ir_bits), 0);
   }
   if (with_ir) {
-    check_soc_calib_debug(static_cast<const uint8_t*>(left.pixels),
-                          left.given() ? out.left.data() : nullptr,
-                          static_cast<const uint8_t*>(right.pixels),
-                          right.given() ? out.right.data() : nullptr, nullptr, nullptr,
-                          out.ir_bits == 16 ? kDebugFormat16Bit : kDebugFormat8Bit);
+    check_soc_calib_debug(
+        static_cast<const uint8_t*>(left.pixels), left.given() ? out.left.data() : nullptr,
+        static_cast<const uint8_t*>(right.pixels), right.given() ? out.right.data() : nullptr,
+        nullptr, nullptr, out.ir_bits == 16 ? kDebugFormat16Bit : kDebugFormat8Bit);
   }
   if (depth.given()) {
     out.depth_in_rgb.assign(pixel_count(geometry.rgb), 0);

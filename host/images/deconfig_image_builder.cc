@@ -78,12 +78,11 @@ outcome build_deconfig_image(const deconfig_sources& sources, const std::string&
   std::string error;
   const std::string scratch = reserve_temporary(out, error);
   if (scratch.empty()) return built.stop(status::unusable, error);
-  const bool written =
-      call_captured(built.console, [&] {
-        return gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str())
-                   ? DRIVER_HELPER_OK
-                   : DRIVER_HELPER_FAIL;
-      }) == 0;
+  const bool written = call_captured(built.console, [&] {
+                         return gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str())
+                                    ? DRIVER_HELPER_OK
+                                    : DRIVER_HELPER_FAIL;
+                       }) == 0;
   const bool read_back = written && read_file_bytes(scratch, image, error, kDeConfigImageBytes);
   std::remove(scratch.c_str());
   built.console.failed = !written || image.size() != kDeConfigImageBytes;

@@ -41,8 +41,9 @@ outcome import_calibration_json(const import_options& import, const std::string&
       std::memcmp(&again.params, &calibration.params, sizeof again.params) != 0 ||
       std::memcmp(again.temperatures, calibration.temperatures, sizeof again.temperatures) != 0) {
     // NOLINTEND(bugprone-suspicious-memory-comparison)
-    return fail(status::rejected, name + ": the JSON would not read back to the imported "
-                                         "calibration" +
+    return fail(status::rejected, name +
+                                      ": the JSON would not read back to the imported "
+                                      "calibration" +
                                       (error.empty() ? "" : ": " + error));
   }
   return {};

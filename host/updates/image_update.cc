@@ -101,12 +101,11 @@ outcome update_image(const update_request& request, update_result& out) {
   const bool whole = out.before.kind == "calibration";
   const bool section_only = out.before.kind == "depth-section";
   if (!whole && !(section_only && request.kind != update_kind::fb_d2c)) {
-    return fail(status::unusable,
-                request.image_name + ": a " + out.before.kind +
-                    " file; expected a calibration image" +
-                    (request.kind == update_kind::fb_d2c
-                         ? std::string(" (20480 or 24576 bytes)")
-                         : std::string(" or its 4096-byte depth section")));
+    return fail(
+        status::unusable,
+        request.image_name + ": a " + out.before.kind + " file; expected a calibration image" +
+            (request.kind == update_kind::fb_d2c ? std::string(" (20480 or 24576 bytes)")
+                                                 : std::string(" or its 4096-byte depth section")));
   }
   // A damaged image is not patched: the update would seal its faults under
   // fresh CRCs.
@@ -115,7 +114,8 @@ outcome update_image(const update_request& request, update_result& out) {
     for (const failure& f : out.before.failures) {
       refused.notes.push_back({request.image_name + ": " + failure_text(f), false});
     }
-    return refused.stop(status::rejected, request.image_name + ": does not verify; nothing patched");
+    return refused.stop(status::rejected,
+                        request.image_name + ": does not verify; nothing patched");
   }
 
   // The library reads and writes its own files: scratch files of ours.
@@ -135,9 +135,8 @@ outcome update_image(const update_request& request, update_result& out) {
     error = request.scratch_target + ": cannot be written (scratch file)";
   }
   std::remove(in.c_str());
-  const bool read_back =
-      result == DRIVER_HELPER_OK &&
-      read_file_bytes(patched_path, out.patched, error, kMaxImageInputBytes);
+  const bool read_back = result == DRIVER_HELPER_OK &&
+                         read_file_bytes(patched_path, out.patched, error, kMaxImageInputBytes);
   std::remove(patched_path.c_str());
   if (!updated.console.called) return updated.stop(status::unusable, error);
   if (result != DRIVER_HELPER_OK) {

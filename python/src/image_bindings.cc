@@ -28,9 +28,9 @@ using deflash_host::status;
 /// The source options of a calibration given as JSON text named `source`,
 /// or (no text) as the JSON file at `source`.
 calibration_source_options source_options(const std::optional<std::string>& json_text,
-                                           const std::string& source,
-                                           const std::vector<std::string>& configs,
-                                           bool allow_implausible) {
+                                          const std::string& source,
+                                          const std::vector<std::string>& configs,
+                                          bool allow_implausible) {
   calibration_source_options options;
   if (!json_text) options.calibration_json = source;
   options.configs = configs;
@@ -124,10 +124,9 @@ py::dict check_calibration(const std::optional<std::string>& json_text, const st
         !deflash_host::check_input_file(source, deflash_host::kMaxTextInputBytes, error)) {
       return fail(status::unusable, error);
     }
-    const bool read = json_text
-                          ? deflash_host::parse_calibration_json(*json_text, source, calibration,
-                                                                 error)
-                          : deflash_host::read_calibration_json(source, calibration, error);
+    const bool read =
+        json_text ? deflash_host::parse_calibration_json(*json_text, source, calibration, error)
+                  : deflash_host::read_calibration_json(source, calibration, error);
     if (!read) return fail(status::rejected, error);
     return deflash_host::problems_outcome(deflash_host::calibration_problems(calibration, source),
                                           allow_implausible);

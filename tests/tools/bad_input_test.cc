@@ -637,8 +637,9 @@ const std::vector<bad_input>& catalogue() {
       {"DeconfigWithoutADpuFile",
        [](const temp_dir& d) {
          d.write("de.bin", "previous image");
-         return std::vector<std::string>{"deconfig", "--d2c",  kModule + "/d2c.ini", "--ir-pre",
-                                         kModule + "/ir_pre.ini", "--out", d.file("de.bin")};
+         return std::vector<std::string>{
+             "deconfig", "--d2c",         kModule + "/d2c.ini", "--ir-pre", kModule + "/ir_pre.ini",
+             "--out",    d.file("de.bin")};
        },
        2,
        "deflash: no --dpu file: the depth-engine image needs one DPU configuration per camera "
@@ -646,9 +647,15 @@ const std::vector<bad_input>& catalogue() {
       {"DeconfigOutputIsAnInput",
        [](const temp_dir& d) {
          const std::string ir = d.write("ir.ini", text_of(kModule + "/ir_pre.ini"));
-         return std::vector<std::string>{"deconfig", "--dpu",    kModule + "/dpu_close.ini",
-                                         "--d2c",    kModule + "/d2c.ini", "--ir-pre",
-                                         ir,         "--out",              ir};
+         return std::vector<std::string>{"deconfig",
+                                         "--dpu",
+                                         kModule + "/dpu_close.ini",
+                                         "--d2c",
+                                         kModule + "/d2c.ini",
+                                         "--ir-pre",
+                                         ir,
+                                         "--out",
+                                         ir};
        },
        2, "deflash: $DIR/ir.ini: cannot be written (it is the input $DIR/ir.ini)"},
 
