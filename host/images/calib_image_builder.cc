@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "calib_image/calib_image_layout.h"
 #include "deflash.h"
 #include "host/base/console_capture.h"
 #include "host/base/result_names.h"
@@ -11,11 +12,12 @@
 namespace deflash_host {
 namespace {
 
-// The raw-calibration image: a 60-byte section header and one 6288-byte item
-// per distinct camera mode. Each configuration adds at most one mode, so
-// room for one item per configuration always suffices.
-constexpr std::size_t kRawSectionHeaderBytes = 60;
-constexpr std::size_t kRawItemBytes = 6288;
+// The raw-calibration image: a section header and one item per distinct
+// camera mode. Each configuration adds at most one mode, so room for one item
+// per configuration always suffices.
+constexpr std::size_t kRawSectionHeaderBytes = deflash::kSectionHeaderBytes;
+constexpr std::size_t kRawItemBytes = deflash::kRawCalibSection.item_size;
+static_assert(kRawSectionHeaderBytes + kRawItemBytes == 6348, "one raw item in two pages");
 
 }  // namespace
 

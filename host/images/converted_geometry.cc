@@ -3,25 +3,26 @@
 
 #include <cstddef>
 
+#include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
 
 namespace deflash_host {
 namespace {
 
-// Calibration image layout: each table is a section with a 60-byte header
-// whose first word is the magic "FDs" plus the table id; its items follow,
-// each a 16-byte MD5 digest, the key, then the record bytes.
-constexpr std::size_t kSectionHeaderBytes = 60;
-constexpr std::size_t kItemCountOffset = 52;
+// Calibration image layout: each table is a section whose header's first
+// word is its magic; its items follow, each a 16-byte MD5 digest, the key,
+// then the record bytes.
+constexpr std::size_t kSectionHeaderBytes = deflash::kSectionHeaderBytes;
+constexpr std::size_t kItemCountOffset = deflash::kHeaderItemCountOffset;
 constexpr std::size_t kDigestBytes = 16;
 
-constexpr std::size_t kRectifySectionOffset = 0x0000;
-constexpr uint32_t kRectifySectionMagic = 0x46447308;
+constexpr std::size_t kRectifySectionOffset = deflash::kRectifySection.offset;
+constexpr uint32_t kRectifySectionMagic = deflash::section_magic(deflash::kRectifySection.id);
 /// Left and output sizes and the long-range flag.
 constexpr std::size_t kRectifyKeyBytes = 12;
 
-constexpr std::size_t kD2cSectionOffset = 0x2000;
-constexpr uint32_t kD2cSectionMagic = 0x46447309;
+constexpr std::size_t kD2cSectionOffset = deflash::kD2cSection.offset;
+constexpr uint32_t kD2cSectionMagic = deflash::section_magic(deflash::kD2cSection.id);
 /// Depth and valid sizes, unit code and long-range flag.
 constexpr std::size_t kD2cKeyBytes = 16;
 /// The item carries the depth description, then the record from the RGB

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "de_config/de_image_layout.h"
 #include "deflash.h"
 #include "host/base/console_capture.h"
 #include "host/files/file_io.h"
@@ -19,7 +20,7 @@ namespace {
 constexpr std::size_t kMaxConfigPathBytes = sizeof(de_config_files::d2c_config_path) - 1;
 constexpr std::size_t kMaxDpuFiles = 255;
 // What the library writes for a complete image.
-constexpr std::size_t kDeConfigImageBytes = 16384;
+constexpr std::size_t kDeConfigImageBytes = deflash::kDeImageBytes;
 
 }  // namespace
 

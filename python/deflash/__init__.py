@@ -135,7 +135,7 @@ def _finish(outcome: dict) -> None:
     if outcome["state"] == "ok":
         return
     lines = [_python_names(line) for line in outcome["lines"]]
-    if outcome["library_failed"]:
+    if outcome["library_failed"] and outcome["state"] == "rejected":
         failure = _python_names(outcome["failure"])
         raise LibraryError(outcome["library_line"] or failure, outcome["result"], lines, failure)
     error = UsageError if outcome["state"] == "unusable" else CalibrationError
