@@ -1,7 +1,9 @@
 // Fuzz target: arbitrary bytes as a flash file given to `deflash inspect` and
 // `deflash diff`. Decoding either refuses the file with a reason or yields a
-// report that renders as text and JSON; a file differs from itself nowhere,
-// and from a copy with one byte changed in a way both directions agree on.
+// report that renders as text and JSON (the streamed text byte for byte the
+// dumped document) and lists at most its bound of failures; a file differs
+// from itself nowhere, and from a copy with one byte changed in a way both
+// directions agree on.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -23,9 +25,12 @@ bool inspect_checked(const std::vector<uint8_t>& bytes, deflash_host::report& ou
   FUZZ_CHECK(!out.kind.empty());
   FUZZ_CHECK(out.size == bytes.size());
   FUZZ_CHECK(!deflash_host::render_text(out).empty());
+  FUZZ_CHECK(out.failures.size() <= deflash_host::kMaxListedFailures);
+  FUZZ_CHECK(out.unlisted_failures == 0 || out.failures.size() == deflash_host::kMaxListedFailures);
   // Every name and value must be valid UTF-8: dump() throws otherwise.
   const deflash_host::json doc = deflash_host::render_json(out);
-  FUZZ_CHECK(!doc.dump().empty());
+  FUZZ_CHECK(deflash_host::render_json_text(out, -1) == doc.dump());
+  FUZZ_CHECK(deflash_host::render_json_text(out, 2) == doc.dump(2));
   FUZZ_CHECK(doc.at("ok").get<bool>() == out.ok());
   FUZZ_CHECK(doc.at("failures").size() == out.failures.size());
   for (const deflash_host::failure& f : out.failures) {
@@ -40,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::vector<uint8_t> bytes(data, data + size);
   deflash_host::report original;
   if (!inspect_checked(bytes, original)) return 0;
-  FUZZ_CHECK(deflash_host::diff_reports(original, original).empty());
+  FUZZ_CHECK(deflash_host::diff_reports(original, original).count() == 0);
 
   // One byte changed where the input's own last byte points: the same kind
   // of file most of the time, so diff compares field by field.
@@ -50,11 +55,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   changed[at] = static_cast<uint8_t>(changed[at] ^ 0x5A);
   deflash_host::report other;
   if (!inspect_checked(changed, other) || other.kind != original.kind) return 0;
-  const auto forward = deflash_host::diff_reports(original, other);
-  const auto backward = deflash_host::diff_reports(other, original);
-  FUZZ_CHECK(forward.size() == backward.size());
+  const deflash_host::difference_list forward = deflash_host::diff_reports(original, other);
+  const deflash_host::difference_list backward = deflash_host::diff_reports(other, original);
+  FUZZ_CHECK(forward.count() == backward.count());
+  FUZZ_CHECK(forward.listed.size() <= deflash_host::kMaxListedDifferences);
   for (const deflash_host::difference& d : forward) {
     FUZZ_CHECK(!deflash_host::difference_text(d).empty());
   }
+  const deflash_host::json doc = deflash_host::diff_json(original, other);
+  FUZZ_CHECK(doc.at("equal").get<bool>() == (forward.count() == 0));
+  FUZZ_CHECK(doc.at("differences").size() == forward.listed.size());
   return 0;
 }

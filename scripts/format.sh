@@ -8,9 +8,9 @@ build_dir=${1:-build/release}
 
 if [[ -f "$build_dir/compile_commands.json" ]]; then
   # One file at a time, so that two fixes of one header never race.
-  git ls-files 'src/*.cc' 'tools/*.cc' 'src/*.cpp' 'tools/*.cpp' |
+  bash scripts/source-files.sh 'src/*.cc' 'tools/*.cc' 'src/*.cpp' 'tools/*.cpp' |
     xargs -r -n1 clang-tidy -p "$build_dir" --quiet --fix >/dev/null 2>&1 || true
 else
   echo "deflash: $build_dir/compile_commands.json missing; clang-tidy fixes skipped" >&2
 fi
-git ls-files '*.cc' '*.h' '*.cpp' '*.hpp' | xargs -r clang-format -i
+bash scripts/source-files.sh '*.cc' '*.h' '*.cpp' '*.hpp' | xargs -r clang-format -i

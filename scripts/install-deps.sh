@@ -5,6 +5,7 @@ set -euo pipefail
 
 packages=(
   cmake g++ make pkg-config
+  git                 # scripts/source-files.sh lists the tracked files with it
   libeigen3-dev       # the library's only dependency
   libcli11-dev        # command-line parsing of the tool
   nlohmann-json3-dev  # calibration JSON of the tool
@@ -17,6 +18,7 @@ packages=(
   libopencv-dev       # tests only: cross-check of the rectification with OpenCV
   pybind11-dev python3-dev  # the Python module
   python3-pytest python3-numpy  # its tests
+  python3-setuptools python3-wheel python3-pip python3-venv  # its pip wheel (scripts/test-wheel.sh)
   # Windows build under Wine, reproducible bytes across compilers, packages
   g++-mingw-w64-x86-64 wine64 googletest libz-mingw-w64-dev clang-14 dpkg-dev
   clang-format clang-tidy  # scripts/lint.sh: formatting and static analysis

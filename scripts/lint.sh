@@ -9,8 +9,15 @@ build_dir=${1:-build/release}
 jobs=$(nproc 2>/dev/null || echo 2)
 status=0
 
-# Every tracked C++ source and header, the one list both checks start from.
-mapfile -t cxx_files < <(git ls-files '*.cc' '*.h' '*.cpp' '*.hpp')
+# Every tracked C++ source and header, the one list both checks start from (also in a tree
+# unpacked from an archive, without .git). A check that finds nothing to check fails: an
+# empty list means the listing broke, not that the code is clean.
+mapfile -t cxx_files < <(bash scripts/source-files.sh '*.cc' '*.h' '*.cpp' '*.hpp')
+nothing_to_check() {  # nothing_to_check <check>
+  echo "deflash: $1: no file to check; the source listing found nothing" >&2
+  exit 2
+}
+((${#cxx_files[@]})) || nothing_to_check clang-format
 
 echo "== clang-format =="
 unformatted=()
@@ -26,14 +33,18 @@ if ((${#unformatted[@]})); then
   status=1
 fi
 
+echo "clang-format: ${#cxx_files[@]} files checked"
+
 echo "== subsystem boundaries =="
 # A subsystem may include another's header only where that one publishes it,
 # under src/<subsystem>/include/<subsystem>/. The build enforces it for the
 # tool and the consumers (they see only those folders); inside src/ every
 # subsystem sees the whole tree, so it is checked here.
 subsystems=(frame config rectify calib_image de_config)
+library_files=0
 for file in "${cxx_files[@]}"; do
   [[ $file == src/* ]] || continue
+  library_files=$((library_files + 1))
   own=${file#src/}
   own=${own%%/*}
   while IFS= read -r header; do
@@ -46,6 +57,8 @@ for file in "${cxx_files[@]}"; do
     fi
   done < <(sed -nE 's/^#include "([a-z_]+\/[a-z_0-9]+\.h)".*/\1/p' "$file")
 done
+((library_files)) || nothing_to_check "subsystem boundaries"
+echo "subsystem boundaries: $library_files files checked"
 
 echo "== clang-tidy =="
 if [[ ! -f "$build_dir/compile_commands.json" ]]; then
@@ -56,6 +69,7 @@ fi
 # Translation units of the library and the tool; tests follow gtest's own macro style,
 # which bugprone-* reads as findings, so they are formatted but not tidied.
 mapfile -t tidy_files < <(printf '%s\n' "${cxx_files[@]}" | grep -E '^(src|host|tools)/.*\.(cc|cpp)$')
+((${#tidy_files[@]})) || nothing_to_check clang-tidy
 tidy_log=$(mktemp)
 trap 'rm -f "$tidy_log"' EXIT
 if ! printf '%s\n' "${tidy_files[@]}" |
@@ -65,6 +79,7 @@ if ! printf '%s\n' "${tidy_files[@]}" |
   echo "deflash: clang-tidy found the problems above" >&2
   status=1
 fi
+echo "clang-tidy: ${#tidy_files[@]} files checked"
 
 if ((status == 0)); then echo "deflash: lint clean"; fi
 exit "$status"

@@ -52,6 +52,7 @@ run_example() {  # run_example <tool command...>: writes the images into $out
 
 reference=""
 status=0
+compared=0
 for name in "${order[@]}"; do
   read -r compiler opt extra <<< "${variants[$name]:?unknown variant $name}"
   build=build/repro/$name
@@ -92,16 +93,33 @@ for name in "${order[@]}"; do
       ;;
   esac
   run_example env "${env[@]}" "${tool[@]}"
+  # Empty images would compare equal without saying anything about the bytes.
+  for image in calib.bin startrow.bin deconfig.bin; do
+    if [ ! -s "$out/$image" ]; then
+      echo "repro: $name wrote no $image" >&2
+      exit 1
+    fi
+  done
   (cd "$out" && sha256sum calib.bin startrow.bin deconfig.bin > SHA256SUMS)
   if [ -z "$reference" ]; then
     reference=$name
+    echo "repro: $name: the reference"
+    continue
   elif ! cmp -s "$root/build/repro/out/$reference/SHA256SUMS" "$out/SHA256SUMS"; then
     echo "repro: $name wrote different images than $reference:" >&2
     diff "$root/build/repro/out/$reference/SHA256SUMS" "$out/SHA256SUMS" >&2 || true
     status=1
     continue
+  else
+    compared=$((compared + 1))
   fi
   echo "repro: $name: same bytes as ${reference}"
 done
-((status == 0)) && echo "repro: all builds wrote identical images" || echo "repro: FAILED" >&2
+# One build alone, or none, compares nothing: that is no evidence of equal bytes.
+if ((compared == 0)); then
+  echo "repro: no two builds were compared" >&2
+  status=1
+fi
+((status == 0)) && echo "repro: all $((compared + 1)) builds wrote identical images" ||
+  echo "repro: FAILED" >&2
 exit "$status"

@@ -31,15 +31,17 @@ int run_inspect(const std::string& path, bool as_json) {
   deflash_host::report report;
   if (!load_report(path, report)) return kExitUsage;
   if (as_json) {
-    deflash_host::json doc = deflash_host::render_json(report);
-    doc["file"] = path;
-    std::printf("%s\n", doc.dump(2).c_str());
+    std::printf("%s\n", deflash_host::render_json_text(report, 2, &path).c_str());
   } else {
     std::printf("file: %s\n%s", path.c_str(), deflash_host::render_text(report).c_str());
   }
   std::fflush(stdout);
   for (const auto& f : report.failures) {
     std::fprintf(stderr, "deflash: %s: %s\n", path.c_str(), deflash_host::failure_text(f).c_str());
+  }
+  if (report.unlisted_failures != 0) {
+    std::fprintf(stderr, "deflash: %s: %s\n", path.c_str(),
+                 deflash_host::unlisted_failures_text(report).c_str());
   }
   return report.ok() ? kExitOk : kExitFailure;
 }
@@ -56,31 +58,20 @@ int run_diff(const std::string& old_path, const std::string& new_path, bool as_j
         a.kind.c_str(), std::to_string(a.size).c_str());
     return kExitUsage;
   }
-  const auto differences = deflash_host::diff_reports(a, b);
   if (as_json) {
-    deflash_host::json doc = deflash_host::json::object();
-    doc["schema"] = deflash_host::kSchemaVersion;
-    doc["old"] = old_path;
-    doc["new"] = new_path;
-    doc["kind"] = a.kind;
-    doc["equal"] = differences.empty();
-    deflash_host::json list = deflash_host::json::array();
-    for (const auto& d : differences) {
-      list.push_back({{"section", d.section},
-                      {"item", d.item},
-                      {"field", d.field},
-                      {"old", d.old_value},
-                      {"new", d.new_value}});
-    }
-    doc["differences"] = std::move(list);
+    const deflash_host::json doc = deflash_host::diff_json(a, b, old_path, new_path);
     std::printf("%s\n", doc.dump(2).c_str());
-  } else {
-    for (const auto& d : differences) {
-      std::printf("%s\n", deflash_host::difference_text(d).c_str());
-    }
-    std::printf("%s difference%s\n", std::to_string(differences.size()).c_str(),
-                differences.size() == 1 ? "" : "s");
+    return doc.at("equal").get<bool>() ? kExitOk : kExitFailure;
   }
+  const deflash_host::difference_list differences = deflash_host::diff_reports(a, b);
+  for (const auto& d : differences) {
+    std::printf("%s\n", deflash_host::difference_text(d).c_str());
+  }
+  if (differences.unlisted != 0) {
+    std::printf("%s\n", deflash_host::unlisted_differences_text(differences).c_str());
+  }
+  std::printf("%s difference%s\n", std::to_string(differences.count()).c_str(),
+              differences.count() == 1 ? "" : "s");
   return differences.empty() ? kExitOk : kExitFailure;
 }
 

@@ -10,16 +10,13 @@
 #include "host/images/image_builders.h"
 
 namespace deflash_host {
-namespace {
 
-// The raw-calibration image: a section header and one item per distinct
-// camera mode. Each configuration adds at most one mode, so room for one item
-// per configuration always suffices.
-constexpr std::size_t kRawSectionHeaderBytes = deflash::kSectionHeaderBytes;
-constexpr std::size_t kRawItemBytes = deflash::kRawCalibSection.item_size;
-static_assert(kRawSectionHeaderBytes + kRawItemBytes == 6348, "one raw item in two pages");
-
-}  // namespace
+std::size_t raw_calib_buffer_bytes(std::size_t configs) {
+  // One item per distinct camera mode, and each configuration adds at most
+  // one mode: room for one item per configuration always suffices.
+  return round_up_to_page(deflash::kSectionHeaderBytes +
+                          configs * deflash::kRawCalibSection.item_size);
+}
 
 outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
                           const calibration_source_options& source, std::string& image,
@@ -29,8 +26,7 @@ outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
   std::vector<uint8_t> buffer(image_size);
   std::vector<uint8_t> raw_buffer;
   if (raw_image != nullptr) {
-    raw_buffer.resize(
-        round_up_to_page(kRawSectionHeaderBytes + inputs.config_count() * kRawItemBytes));
+    raw_buffer.resize(raw_calib_buffer_bytes(inputs.config_count()));
   }
 
   const auto log = library_log(source.verbose);
@@ -48,7 +44,7 @@ outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
   // The raw image ends with its section, on a flash page boundary.
   if (raw_image != nullptr) {
     const std::size_t length = section_length(raw_buffer.data());
-    if (length < kRawSectionHeaderBytes || length > raw_buffer.size()) {
+    if (length < deflash::kSectionHeaderBytes || length > raw_buffer.size()) {
       return built.stop(status::rejected, "raw-calibration section length " +
                                               std::to_string(length) + " does not fit its " +
                                               std::to_string(raw_buffer.size()) + "-byte buffer");

@@ -5,82 +5,63 @@
 
 #include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
+#include "frame/byte_view.h"
 
 namespace deflash_host {
 namespace {
 
-// Calibration image layout: each table is a section whose header's first
-// word is its magic; its items follow, each a 16-byte MD5 digest, the key,
-// then the record bytes.
-constexpr std::size_t kSectionHeaderBytes = deflash::kSectionHeaderBytes;
-constexpr std::size_t kItemCountOffset = deflash::kHeaderItemCountOffset;
-constexpr std::size_t kDigestBytes = 16;
+using deflash::byte_view;
+using soc_convert::DeStereoRectifyParams_S;
 
-constexpr std::size_t kRectifySectionOffset = deflash::kRectifySection.offset;
-constexpr uint32_t kRectifySectionMagic = deflash::section_magic(deflash::kRectifySection.id);
-/// Left and output sizes and the long-range flag.
-constexpr std::size_t kRectifyKeyBytes = 12;
-
-constexpr std::size_t kD2cSectionOffset = deflash::kD2cSection.offset;
-constexpr uint32_t kD2cSectionMagic = deflash::section_magic(deflash::kD2cSection.id);
-/// Depth and valid sizes, unit code and long-range flag.
-constexpr std::size_t kD2cKeyBytes = 16;
-/// The item carries the depth description, then the record from the RGB
-/// description on.
-constexpr std::size_t kD2cDepthBytes = sizeof(DeD2CCamera_S);
-
-constexpr std::size_t kRectifyRecord =
-    kRectifySectionOffset + kSectionHeaderBytes + kDigestBytes + kRectifyKeyBytes;
-constexpr std::size_t kD2cRecord =
-    kD2cSectionOffset + kSectionHeaderBytes + kDigestBytes + kD2cKeyBytes;
-constexpr std::size_t kD2cRgbInItem = kD2cRecord + kD2cDepthBytes;
-
-uint32_t u32_at(const std::vector<uint8_t>& b, std::size_t at) {
-  return static_cast<uint32_t>(b[at]) | static_cast<uint32_t>(b[at + 1]) << 8 |
-         static_cast<uint32_t>(b[at + 2]) << 16 | static_cast<uint32_t>(b[at + 3]) << 24;
-}
-
-uint16_t u16_at(const std::vector<uint8_t>& b, std::size_t at) {
-  return static_cast<uint16_t>(b[at] | b[at + 1] << 8);
+/// The first item of the section `layout` places in the image.
+std::size_t first_item(const deflash::calib_section_layout& layout) {
+  return layout.offset + deflash::kSectionHeaderBytes;
 }
 
 /// Width and height of a camera description that starts at `at`: unsigned
 /// in the rectification record, signed in the depth-to-colour record.
-image_size size_at(const std::vector<uint8_t>& b, std::size_t at, bool is_signed) {
+image_size size_at(byte_view image, std::size_t at, bool is_signed) {
   constexpr std::size_t kWidth = offsetof(DeCameraIntrinsic_S, width);
   static_assert(offsetof(DeD2CCamera_S, width) == kWidth, "both descriptions alike");
-  const uint16_t w = u16_at(b, at + kWidth);
-  const uint16_t h = u16_at(b, at + kWidth + 2);
+  const uint16_t w = image.u16(at + kWidth);
+  const uint16_t h = image.u16(at + kWidth + 2);
   if (!is_signed) return {w, h};
   return {static_cast<int16_t>(w), static_cast<int16_t>(h)};
 }
 
-bool has_item(const std::vector<uint8_t>& image, std::size_t section, uint32_t magic) {
-  return image.size() >= section + kSectionHeaderBytes && u32_at(image, section) == magic &&
-         u32_at(image, section + kItemCountOffset) >= 1;
+bool has_item(byte_view image, const deflash::calib_section_layout& layout) {
+  return image.has(layout.offset, deflash::kSectionHeaderBytes + layout.item_size) &&
+         image.u32(layout.offset + deflash::kHeaderMagicOffset) ==
+             deflash::section_magic(layout.id) &&
+         image.u32(layout.offset + deflash::kHeaderItemCountOffset) >= 1;
 }
 
 }  // namespace
 
-bool read_converted_geometry(const std::vector<uint8_t>& image, converted_geometry& geometry,
+bool read_converted_geometry(const std::vector<uint8_t>& bytes, converted_geometry& geometry,
                              std::string& error) {
-  using soc_convert::DeStereoRectifyParams_S;
-  if (!has_item(image, kRectifySectionOffset, kRectifySectionMagic) ||
-      !has_item(image, kD2cSectionOffset, kD2cSectionMagic) ||
-      image.size() < kD2cRgbInItem + sizeof(DeD2CCamera_S)) {
+  const byte_view image(bytes.data(), bytes.size());
+  if (!has_item(image, deflash::kRectifySection) || !has_item(image, deflash::kD2cSection)) {
     error = "the calibration image holds no rectification or depth-to-colour item";
     return false;
   }
+  const std::size_t rectify = first_item(deflash::kRectifySection);
+  const auto rectify_at = [rectify](std::size_t record_offset) {
+    return rectify + deflash::rectify_item_offset(record_offset);
+  };
   geometry.left_source =
-      size_at(image, kRectifyRecord + offsetof(DeStereoRectifyParams_S, intrinsic_L), false);
+      size_at(image, rectify_at(offsetof(DeStereoRectifyParams_S, intrinsic_L)), false);
   geometry.right_source =
-      size_at(image, kRectifyRecord + offsetof(DeStereoRectifyParams_S, intrinsic_R), false);
+      size_at(image, rectify_at(offsetof(DeStereoRectifyParams_S, intrinsic_R)), false);
   geometry.left_rectified =
-      size_at(image, kRectifyRecord + offsetof(DeStereoRectifyParams_S, virtual_L), false);
+      size_at(image, rectify_at(offsetof(DeStereoRectifyParams_S, virtual_L)), false);
   geometry.right_rectified =
-      size_at(image, kRectifyRecord + offsetof(DeStereoRectifyParams_S, virtual_R), false);
-  geometry.depth = size_at(image, kD2cRecord, true);
-  geometry.rgb = size_at(image, kD2cRgbInItem, true);
+      size_at(image, rectify_at(offsetof(DeStereoRectifyParams_S, virtual_R)), false);
+  const std::size_t d2c = first_item(deflash::kD2cSection);
+  geometry.depth =
+      size_at(image, d2c + deflash::d2c_item_offset(offsetof(DeCameraD2CParams_S, depth)), true);
+  geometry.rgb =
+      size_at(image, d2c + deflash::d2c_item_offset(offsetof(DeCameraD2CParams_S, rgb)), true);
   return true;
 }
 

@@ -2,6 +2,7 @@
 #include <string>
 #include <vector>
 
+#include "calib_image/start_row_layout.h"
 #include "deflash.h"
 #include "host/base/console_capture.h"
 #include "host/base/result_names.h"
@@ -11,25 +12,21 @@
 namespace deflash_host {
 namespace {
 
-// The start-row section: a 48-byte header, then per distinct camera mode a
-// 44-byte entry head and two tables (left and right IR) of one 32-bit start
-// row per source row. The row count is only known inside the library, so the
-// buffer holds the largest entry a 16-bit height allows for every
-// configuration (a page multiple); the file keeps only the section, rounded
-// up to a page.
-constexpr std::size_t kStartRowHeaderBytes = 48;
-constexpr std::size_t kStartRowEntryHeadBytes = 44;
-constexpr std::size_t kStartRowTableBytesPerRow = std::size_t{2} * 4;
+/// Rows of the tallest source image a 16-bit height describes.
 constexpr std::size_t kMaxSourceRows = 65535;
 constexpr std::size_t kMaxStartRowEntryBytes =
-    kStartRowEntryHeadBytes + kStartRowTableBytesPerRow * kMaxSourceRows;
+    deflash::kStartRowEntryHeadBytes + deflash::kStartRowBytesPerRow * kMaxSourceRows;
 
 }  // namespace
 
+std::size_t start_row_buffer_bytes(std::size_t configs) {
+  // The file keeps only the section, rounded up to a page.
+  return round_up_to_page(deflash::kStartRowHeaderBytes + configs * kMaxStartRowEntryBytes);
+}
+
 outcome build_startrow_image(const calibration_inputs& inputs,
                              const calibration_source_options& source, std::string& image) {
-  std::vector<uint8_t> buffer(
-      round_up_to_page(kStartRowHeaderBytes + inputs.config_count() * kMaxStartRowEntryBytes));
+  std::vector<uint8_t> buffer(start_row_buffer_bytes(inputs.config_count()));
   const auto log = library_log(source.verbose);
   outcome built;
   const int result = call_captured(built.console, [&] {
@@ -42,7 +39,7 @@ outcome build_startrow_image(const calibration_inputs& inputs,
   }
 
   const std::size_t length = section_length(buffer.data());
-  if (length < kStartRowHeaderBytes || length > buffer.size()) {
+  if (length < deflash::kStartRowHeaderBytes || length > buffer.size()) {
     return built.stop(status::rejected, "start-row section length " + std::to_string(length) +
                                             " does not fit its " + std::to_string(buffer.size()) +
                                             "-byte buffer");

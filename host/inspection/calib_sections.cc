@@ -3,60 +3,81 @@
 #include "calib_sections.h"
 
 #include <cmath>
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "calib_image/calib_image_layout.h"
+#include "deflash/calib_records.h"
 #include "rectify/register_elements.h"
 #include "tree.h"
 
 namespace deflash_host {
 namespace {
 
+using deflash::d2c_item_offset;
+using deflash::rectify_item_offset;
+using soc_convert::DeStereoRectifyParams_S;
+
 const std::vector<std::string> kDistortionNames{"k1", "k2", "k3", "k4", "k5", "k6", "p1", "p2"};
 const std::vector<std::string> kRotationNames{"r00", "r01", "r02", "r10", "r11",
                                               "r12", "r20", "r21", "r22"};
 
 struct section_kind {
-  uint8_t id;
+  const deflash::calib_section_layout* layout;
   const char* name;
-  uint32_t flash_address;
-  uint32_t item_size;
-  uint8_t table_id;
-  std::size_t key_bytes;  ///< 0: items carry no digest
 };
 
 const section_kind* find_kind(uint8_t id) {
   static const section_kind kKinds[] = {
-      {deflash::kRectifySection.id, "rectification", deflash::kRectifySection.flash_address,
-       deflash::kRectifySection.item_size, deflash::kRectifySection.table_id, 12},
-      {deflash::kD2cSection.id, "depth-to-colour", deflash::kD2cSection.flash_address,
-       deflash::kD2cSection.item_size, deflash::kD2cSection.table_id, 16},
-      {deflash::kDepthSection.id, "depth calculation", deflash::kDepthSection.flash_address,
-       deflash::kDepthSection.item_size, deflash::kDepthSection.table_id, 16},
-      {deflash::kOptionalSection.id, "optional", deflash::kOptionalSection.flash_address,
-       deflash::kOptionalSection.item_size, deflash::kOptionalSection.table_id, 0},
-      {deflash::kRawCalibSection.id, "raw calibration", deflash::kRawCalibSection.flash_address,
-       deflash::kRawCalibSection.item_size, deflash::kRawCalibSection.table_id, 20},
+      {&deflash::kRectifySection, "rectification"},
+      {&deflash::kD2cSection, "depth-to-colour"},
+      {&deflash::kDepthSection, "depth calculation"},
+      {&deflash::kOptionalSection, "optional"},
+      {&deflash::kRawCalibSection, "raw calibration"},
   };
   for (const auto& kind : kKinds) {
-    if (kind.id == id) return &kind;
+    if (kind.layout->id == id) return &kind;
   }
   return nullptr;
 }
 
-/// fx, fy, cx, cy, width, height: 20 bytes.
-void add_camera(json& node, const std::string& name, byte_view item, std::size_t at) {
-  json& camera = add_child(node, name);
-  add_f32s(camera, {"fx", "fy", "cx", "cy"}, item, at);
-  add_u16(camera, "width", item, at + 16);
-  add_u16(camera, "height", item, at + 18);
+/// One item being decoded: its bytes, its node and the checks of its section.
+struct item_context {
+  byte_view bytes;
+  tree_node& node;
+  checks& c;
+  const std::string& name;
+};
+
+// The four floats and the size at the start of every camera description
+// (DeCameraIntrinsic_S, DeD2CCamera_S and the raw camera block alike).
+static_assert(offsetof(DeCameraIntrinsic_S, width) == 16 && offsetof(DeD2CCamera_S, width) == 16 &&
+                  deflash::kRawCameraWidthOffset == 16,
+              "every camera description puts its size after fx, fy, cx, cy");
+constexpr std::size_t kCameraWidthOffset = offsetof(DeCameraIntrinsic_S, width);
+constexpr std::size_t kCameraHeightOffset = offsetof(DeCameraIntrinsic_S, height);
+
+/// fx, fy, cx, cy, width, height; no camera has a non-finite value or an
+/// empty image, whatever else its calibration says.
+tree_node& add_camera(item_context& item, const std::string& name, std::size_t at) {
+  tree_node& camera = add_child(item.node, name);
+  const char* floats[] = {"fx", "fy", "cx", "cy"};
+  for (std::size_t i = 0; i < 4; ++i) {
+    add_f32(camera, floats[i], item.bytes, at + 4 * i);
+    item.c.expect_finite(item.name, name + " " + floats[i], item.bytes.f32(at + 4 * i));
+  }
+  add_u16(camera, "width", item.bytes, at + kCameraWidthOffset);
+  add_u16(camera, "height", item.bytes, at + kCameraHeightOffset);
+  item.c.expect_size(item.name, name + " width", item.bytes.u16(at + kCameraWidthOffset));
+  item.c.expect_size(item.name, name + " height", item.bytes.u16(at + kCameraHeightOffset));
+  return camera;
 }
 
 /// The rectification block's intrinsics registers hold fx, fy, cx, cy in
 /// fixed point; show the words the device receives for these values.
-void add_intrinsic_registers(json& node, byte_view item, std::size_t at) {
-  json& registers = add_child(node, "intrinsic registers");
+void add_intrinsic_registers(tree_node& node, byte_view item, std::size_t at) {
+  tree_node& registers = add_child(node, "intrinsic registers");
   const char* names[] = {"rectify_fx", "rectify_fy", "rectify_cx", "rectify_cy"};
   for (int i = 0; i < 4; ++i) {
     const double value = static_cast<double>(item.f32(at + 4 * static_cast<std::size_t>(i)));
@@ -70,87 +91,134 @@ void add_intrinsic_registers(json& node, byte_view item, std::size_t at) {
   }
 }
 
-void decode_rectify_item(json& node, byte_view item) {
-  json& key = add_child(node, "key");
-  add_u16(key, "source_width", item, 16);
-  add_u16(key, "source_height", item, 18);
-  add_u16(key, "output_width", item, 20);
-  add_u16(key, "output_height", item, 22);
-  add_u32(key, "long_range", item, 24);
-  const char* sides[] = {"left", "right"};
-  for (std::size_t side = 0; side < 2; ++side) {
-    const std::size_t at = 28 + side * 88;
-    const std::string prefix = sides[side];
-    add_camera(node, prefix + " camera", item, at);
-    add_intrinsic_registers(node["children"].back(), item, at);
-    json& distortion = add_child(node, prefix + " distortion");
-    add_f32s(distortion, kDistortionNames, item, at + 20);
-    json& rotation = add_child(node, prefix + " rotation");
-    add_f32s(rotation, kRotationNames, item, at + 52);
+void decode_rectify_item(item_context& item) {
+  const byte_view bytes = item.bytes;
+  tree_node& key = add_child(item.node, "key");
+  add_u16(key, "source_width", bytes, deflash::kRectifyKeySourceWidthOffset);
+  add_u16(key, "source_height", bytes, deflash::kRectifyKeySourceHeightOffset);
+  add_u16(key, "output_width", bytes, deflash::kRectifyKeyOutputWidthOffset);
+  add_u16(key, "output_height", bytes, deflash::kRectifyKeyOutputHeightOffset);
+  add_u32(key, "long_range", bytes, deflash::kRectifyKeyLongRangeOffset);
+  struct side {
+    const char* name;
+    std::size_t camera;
+    std::size_t distortion;
+    std::size_t rotation;
+  };
+  const side sides[] = {{"left", offsetof(DeStereoRectifyParams_S, intrinsic_L),
+                         offsetof(DeStereoRectifyParams_S, distortion_L),
+                         offsetof(DeStereoRectifyParams_S, rotation_L)},
+                        {"right", offsetof(DeStereoRectifyParams_S, intrinsic_R),
+                         offsetof(DeStereoRectifyParams_S, distortion_R),
+                         offsetof(DeStereoRectifyParams_S, rotation_R)}};
+  for (const side& s : sides) {
+    const std::string prefix = s.name;
+    const std::size_t at = rectify_item_offset(s.camera);
+    tree_node& camera = add_camera(item, prefix + " camera", at);
+    add_intrinsic_registers(camera, bytes, at);
+    tree_node& distortion = add_child(item.node, prefix + " distortion");
+    add_f32s(distortion, kDistortionNames, bytes, rectify_item_offset(s.distortion));
+    tree_node& rotation = add_child(item.node, prefix + " rotation");
+    add_f32s(rotation, kRotationNames, bytes, rectify_item_offset(s.rotation));
   }
-  add_camera(node, "left virtual camera", item, 204);
-  add_camera(node, "right virtual camera", item, 224);
-  json& temperatures = add_child(node, "temperatures");
-  add_f32s(temperatures, {"left", "right", "ldm"}, item, 244);
-  add_f32s(temperatures, {"left_coefficient", "right_coefficient", "ldm_coefficient"}, item, 256);
+  add_camera(item, "left virtual camera",
+             rectify_item_offset(offsetof(DeStereoRectifyParams_S, virtual_L)));
+  add_camera(item, "right virtual camera",
+             rectify_item_offset(offsetof(DeStereoRectifyParams_S, virtual_R)));
+  tree_node& temperatures = add_child(item.node, "temperatures");
+  add_f32s(temperatures, {"left", "right", "ldm"}, bytes,
+           rectify_item_offset(offsetof(DeStereoRectifyParams_S, temperature_L)));
+  add_f32s(temperatures, {"left_coefficient", "right_coefficient", "ldm_coefficient"}, bytes,
+           rectify_item_offset(offsetof(DeStereoRectifyParams_S, ir_l_comp_coeff)));
 }
 
-void decode_d2c_item(json& node, byte_view item) {
-  json& key = add_child(node, "key");
-  add_u16(key, "depth_width", item, 16);
-  add_u16(key, "depth_height", item, 18);
-  add_u16(key, "rgb_width", item, 20);
-  add_u16(key, "rgb_height", item, 22);
-  add_i32(key, "unit_code", item, 24);
-  add_u32(key, "long_range", item, 28);
-  add_camera(node, "depth camera", item, 32);
-  add_camera(node, "rgb camera", item, 52);
-  json& depth_distortion = add_child(node, "depth distortion");
-  add_f32s(depth_distortion, kDistortionNames, item, 72);
-  json& rgb_distortion = add_child(node, "rgb distortion");
-  add_f32s(rgb_distortion, kDistortionNames, item, 104);
-  json& rotation = add_child(node, "rotation");
-  add_f32s(rotation, kRotationNames, item, 136);
-  json& translation = add_child(node, "translation");
-  add_f32s(translation, {"tx", "ty", "tz"}, item, 172);
+void decode_d2c_item(item_context& item) {
+  const byte_view bytes = item.bytes;
+  tree_node& key = add_child(item.node, "key");
+  add_u16(key, "depth_width", bytes, deflash::kD2cKeyDepthWidthOffset);
+  add_u16(key, "depth_height", bytes, deflash::kD2cKeyDepthHeightOffset);
+  add_u16(key, "rgb_width", bytes, deflash::kD2cKeyValidWidthOffset);
+  add_u16(key, "rgb_height", bytes, deflash::kD2cKeyValidHeightOffset);
+  add_i32(key, "unit_code", bytes, deflash::kD2cKeyUnitCodeOffset);
+  add_u32(key, "long_range", bytes, deflash::kD2cKeyLongRangeOffset);
+  add_camera(item, "depth camera", d2c_item_offset(offsetof(DeCameraD2CParams_S, depth)));
+  add_camera(item, "rgb camera", d2c_item_offset(offsetof(DeCameraD2CParams_S, rgb)));
+  tree_node& depth_distortion = add_child(item.node, "depth distortion");
+  add_f32s(depth_distortion, kDistortionNames, bytes,
+           d2c_item_offset(offsetof(DeCameraD2CParams_S, depth_distortion)));
+  tree_node& rgb_distortion = add_child(item.node, "rgb distortion");
+  add_f32s(rgb_distortion, kDistortionNames, bytes,
+           d2c_item_offset(offsetof(DeCameraD2CParams_S, rgb_distortion)));
+  tree_node& rotation = add_child(item.node, "rotation");
+  add_f32s(rotation, kRotationNames, bytes,
+           d2c_item_offset(offsetof(DeCameraD2CParams_S, rotation)));
+  tree_node& translation = add_child(item.node, "translation");
+  add_f32s(translation, {"tx", "ty", "tz"}, bytes,
+           d2c_item_offset(offsetof(DeCameraD2CParams_S, translation)));
 }
 
 /// Fraction bits of the PBF register, 1 / (baseline x focal length).
 constexpr int kPbfFractionBits = 40;
 
-void decode_depth_item(json& node, byte_view item) {
-  json& key = add_child(node, "key");
-  add_u16(key, "output_width", item, 16);
-  add_u16(key, "output_height", item, 18);
-  add_i32(key, "disp_offset", item, 20);
-  add_i32(key, "ref_dist", item, 24);
-  add_u32(key, "long_range", item, 28);
-  add_u32(node, "cam_mode", item, 32);
-  add_f32s(node, {"baseline", "ref_dist", "focal_length", "d2d_params_unit", "disp_offset"}, item,
-           36);
-  add_i32(node, "invalid_disp", item, 56);
+void decode_depth_item(item_context& item) {
+  const byte_view bytes = item.bytes;
+  tree_node& key = add_child(item.node, "key");
+  add_u16(key, "output_width", bytes, deflash::kDepthKeyOutputWidthOffset);
+  add_u16(key, "output_height", bytes, deflash::kDepthKeyOutputHeightOffset);
+  add_i32(key, "disp_offset", bytes, deflash::kDepthKeyDispOffsetOffset);
+  add_i32(key, "ref_dist", bytes, deflash::kDepthKeyRefDistOffset);
+  add_u32(key, "long_range", bytes, deflash::kDepthKeyLongRangeOffset);
+  item.c.expect_size(item.name, "key output_width",
+                     bytes.u16(deflash::kDepthKeyOutputWidthOffset));
+  item.c.expect_size(item.name, "key output_height",
+                     bytes.u16(deflash::kDepthKeyOutputHeightOffset));
+  add_u32(item.node, "cam_mode", bytes, deflash::kDepthItemCamModeOffset);
+  static_assert(deflash::kDepthItemBaselineOffset + 4 == deflash::kDepthItemRefDistOffset &&
+                    deflash::kDepthItemRefDistOffset + 4 == deflash::kDepthItemFocalLengthOffset &&
+                    deflash::kDepthItemFocalLengthOffset + 4 == deflash::kDepthItemUnitOffset &&
+                    deflash::kDepthItemUnitOffset + 4 == deflash::kDepthItemDispOffsetOffset,
+                "five consecutive floats");
+  add_f32s(item.node, {"baseline", "ref_dist", "focal_length", "d2d_params_unit", "disp_offset"},
+           bytes, deflash::kDepthItemBaselineOffset);
+  add_i32(item.node, "invalid_disp", bytes, deflash::kDepthItemInvalidDispOffset);
+  const float baseline = bytes.f32(deflash::kDepthItemBaselineOffset);
+  const float focal_length = bytes.f32(deflash::kDepthItemFocalLengthOffset);
+  item.c.expect_finite(item.name, "baseline", baseline);
+  item.c.expect_finite(item.name, "focal_length", focal_length);
   // The device derives PBF from baseline and focal length; show the word it
   // gets, or that it does not fit, as the baseline updates check it.
   const float pbf = static_cast<float>(
-      1.0 / (static_cast<double>(item.f32(36)) * static_cast<double>(item.f32(44))));
+      1.0 / (static_cast<double>(baseline) * static_cast<double>(focal_length)));
   const double scaled = std::round(std::ldexp(static_cast<double>(pbf), kPbfFractionBits));
   if (std::isfinite(scaled) && scaled >= -2147483648.0 && scaled < 2147483648.0) {
-    add_fixed(node, "pbf", static_cast<uint32_t>(static_cast<int32_t>(scaled)), kPbfFractionBits);
+    add_fixed(item.node, "pbf", static_cast<uint32_t>(static_cast<int32_t>(scaled)),
+              kPbfFractionBits);
   } else {
-    add_value(node, "pbf", "does not fit 32 bits with 40 fraction bits");
+    add_value(item.node, "pbf", "does not fit 32 bits with 40 fraction bits");
   }
 }
 
-void decode_raw_camera(json& node, const std::string& name, byte_view item, std::size_t at) {
-  json& camera = add_child(node, name);
-  add_f32s(camera, {"fx", "fy", "cx", "cy"}, item, at);
-  add_u16(camera, "width", item, at + 16);
-  add_u16(camera, "height", item, at + 18);
-  add_f32s(camera, kDistortionNames, item, at + 20);
+/// A raw camera block; one the library left zero (a camera without a size
+/// in the factory calibration) is absent, not wrong.
+void decode_raw_camera(item_context& item, const std::string& name, std::size_t at) {
+  bool zero = true;
+  for (std::size_t i = 0; i < deflash::kRawCameraBlockBytes && zero; ++i) {
+    zero = item.bytes.u8(at + i) == 0;
+  }
+  tree_node* camera = nullptr;
+  if (zero) {
+    camera = &add_child(item.node, name);
+    add_f32s(*camera, {"fx", "fy", "cx", "cy"}, item.bytes, at + deflash::kRawCameraFxOffset);
+    add_u16(*camera, "width", item.bytes, at + deflash::kRawCameraWidthOffset);
+    add_u16(*camera, "height", item.bytes, at + deflash::kRawCameraHeightOffset);
+  } else {
+    camera = &add_camera(item, name, at + deflash::kRawCameraFxOffset);
+  }
+  add_f32s(*camera, kDistortionNames, item.bytes, at + deflash::kRawCameraDistortionOffset);
 }
 
 /// Float words of a verbatim block, eight to a text line.
-void add_float_block(json& node, const std::string& name, byte_view item, std::size_t at,
+void add_float_block(tree_node& node, const std::string& name, byte_view item, std::size_t at,
                      std::size_t count) {
   json values = json::array();
   for (std::size_t i = 0; i < count; ++i) {
@@ -164,38 +232,41 @@ void add_float_block(json& node, const std::string& name, byte_view item, std::s
   add_value(node, name, std::move(values));
 }
 
-void decode_raw_item(json& node, byte_view item) {
-  json& key = add_child(node, "key");
-  add_value(key, "mode", text_field(item.sub(16, 16)));
-  add_u32(key, "long_range", item, 32);
-  decode_raw_camera(node, "left camera", item, 36);
-  decode_raw_camera(node, "right camera", item, 88);
-  decode_raw_camera(node, "rgb camera", item, 140);
-  json& extrinsics = add_child(node, "extrinsics");
-  add_float_block(extrinsics, "values", item, 192, 12);
-  json& blocks = add_child(node, "polynomial distortion");
-  add_float_block(blocks, "left", item, 240, 504);
-  add_float_block(blocks, "right", item, 2256, 504);
-  add_float_block(blocks, "rgb", item, 4272, 504);
+void decode_raw_item(item_context& item) {
+  const byte_view bytes = item.bytes;
+  tree_node& key = add_child(item.node, "key");
+  add_value(key, "mode",
+            text_field(bytes.sub(deflash::kRawKeyModeNameOffset, deflash::kRawKeyModeNameBytes)));
+  add_u32(key, "long_range", bytes, deflash::kRawKeyLongRangeOffset);
+  const char* cameras[] = {"left camera", "right camera", "rgb camera"};
+  static_assert(sizeof cameras / sizeof cameras[0] == deflash::kRawCameraCount, "three cameras");
+  for (std::size_t i = 0; i < deflash::kRawCameraCount; ++i) {
+    decode_raw_camera(item, cameras[i],
+                      deflash::kRawItemCamerasOffset + i * deflash::kRawCameraBlockBytes);
+  }
+  tree_node& extrinsics = add_child(item.node, "extrinsics");
+  add_float_block(extrinsics, "values", bytes, deflash::kRawItemExtrinsicsOffset,
+                  deflash::kRawExtrinsicsFloats);
+  tree_node& blocks = add_child(item.node, "polynomial distortion");
+  constexpr std::size_t kBlockFloats = kPolyDistortionBlockBytes / 4;
+  const char* names[] = {"left", "right", "rgb"};
+  for (std::size_t i = 0; i < deflash::kRawCameraCount; ++i) {
+    add_float_block(blocks, names[i], bytes,
+                    deflash::kRawItemPolyOffset + i * kPolyDistortionBlockBytes, kBlockFloats);
+  }
 }
 
-void decode_item(uint8_t id, json& node, byte_view item) {
-  switch (id) {
-    case kRectifySectionId:
-      decode_rectify_item(node, item);
-      break;
-    case kD2cSectionId:
-      decode_d2c_item(node, item);
-      break;
-    case kDepthSectionId:
-      decode_depth_item(node, item);
-      break;
-    case kRawSectionId:
-      decode_raw_item(node, item);
-      break;
-    default:
-      add_value(node, "bytes", hex_bytes(item));
-      break;
+void decode_item(uint8_t id, item_context& item) {
+  if (id == deflash::kRectifySection.id) {
+    decode_rectify_item(item);
+  } else if (id == deflash::kD2cSection.id) {
+    decode_d2c_item(item);
+  } else if (id == deflash::kDepthSection.id) {
+    decode_depth_item(item);
+  } else if (id == deflash::kRawCalibSection.id) {
+    decode_raw_item(item);
+  } else {
+    add_value(item.node, "bytes", hex_bytes(item.bytes));
   }
 }
 
@@ -208,16 +279,17 @@ std::string section_name(uint8_t id, const char* name) {
 }  // namespace
 
 void decode_calib_section(byte_view file, uint8_t id, std::size_t offset, std::size_t space,
-                          json& tree, std::vector<failure>& failures) {
+                          report& out) {
   const section_kind* kind = find_kind(id);
   if (kind == nullptr) return;
+  const deflash::calib_section_layout& layout = *kind->layout;
   const std::string name = section_name(id, kind->name);
-  checks c(failures, name);
-  json& node = add_child(tree, "section " + name);
+  checks c(out, name);
+  tree_node& node = add_child(out.tree, "section " + name);
   add_value(node, "offset", hex32(static_cast<uint32_t>(offset)));
   const byte_view area =
       file.sub(offset, std::min(space, file.size() - std::min(offset, file.size())));
-  json& header = add_child(node, "header");
+  tree_node& header = add_child(node, "header");
   if (!area.has(0, deflash::kSectionHeaderBytes)) {
     c.fail("header", "size", std::to_string(deflash::kSectionHeaderBytes) + " bytes",
            std::to_string(area.size()) + " bytes");
@@ -230,7 +302,7 @@ void decode_calib_section(byte_view file, uint8_t id, std::size_t offset, std::s
   add_u32(header, "version", area, deflash::kHeaderVersionOffset);
   const uint32_t stamp = area.u32(deflash::kHeaderTimestampOffset);
   add_raw(header, "timestamp", utc_time(stamp), stamp);
-  const byte_view serial = area.sub(deflash::kHeaderSerialOffset, 24);
+  const byte_view serial = area.sub(deflash::kHeaderSerialOffset, deflash::kHeaderSerialBytes);
   add_value(header, "serial_number", text_field(serial));
   add_value(header, "serial_bytes", hex_bytes(serial));
   add_hex(header, "item_magic", area, deflash::kHeaderItemMagicOffset);
@@ -241,15 +313,15 @@ void decode_calib_section(byte_view file, uint8_t id, std::size_t offset, std::s
 
   c.expect_hex("header", "magic", deflash::section_magic(id),
                area.u32(deflash::kHeaderMagicOffset));
-  c.expect_hex("header", "flash_address", kind->flash_address,
+  c.expect_hex("header", "flash_address", layout.flash_address,
                area.u32(deflash::kHeaderFlashAddressOffset));
   c.expect_int("header", "version", deflash::kSectionHeaderVersion,
                area.u32(deflash::kHeaderVersionOffset));
-  c.expect_hex("header", "item_magic", deflash::item_table_magic(kind->table_id),
+  c.expect_hex("header", "item_magic", deflash::item_table_magic(layout.table_id),
                area.u32(deflash::kHeaderItemMagicOffset));
-  const bool size_ok = c.expect_int("header", "item_size", kind->item_size, item_size);
+  const bool size_ok = c.expect_int("header", "item_size", layout.item_size, item_size);
   const uint64_t expected_length =
-      deflash::kSectionHeaderBytes + uint64_t{count} * uint64_t{kind->item_size};
+      deflash::kSectionHeaderBytes + uint64_t{count} * uint64_t{layout.item_size};
   const bool length_ok = c.expect_int("header", "length", expected_length, length);
   if (length > area.size()) {
     c.fail("header", "length", "at most " + std::to_string(area.size()), std::to_string(length));
@@ -258,22 +330,20 @@ void decode_calib_section(byte_view file, uint8_t id, std::size_t offset, std::s
   if (fits) check_crc(header, c, area, length, deflash::kHeaderCrcOffset);
   if (!size_ok || !length_ok || !fits) return;  // items cannot be located safely
 
-  std::vector<std::string> digests;
+  unique_digests digests("item ", layout.key_bytes != 0 ? count : 0);
   for (uint32_t i = 0; i < count; ++i) {
     const std::string item_name = "item " + std::to_string(i);
-    const byte_view item =
+    const byte_view bytes =
         area.sub(deflash::kSectionHeaderBytes + std::size_t{i} * item_size, item_size);
-    json& item_node = add_child(node, item_name);
-    if (kind->key_bytes != 0) {
-      check_digest(item_node, c, item_name, item, 0, 16, kind->key_bytes);
-      const std::string digest = hex_bytes(item.sub(0, 16));
-      for (std::size_t j = 0; j < digests.size(); ++j) {
-        if (digests[j] == digest)
-          c.fail(item_name, "digest", "unique", "same as item " + std::to_string(j));
-      }
-      digests.push_back(digest);
+    tree_node& item_node = add_child(node, item_name);
+    if (layout.key_bytes != 0) {
+      check_digest(item_node, c, item_name, bytes, deflash::kItemDigestOffset,
+                   deflash::kItemKeyOffset, layout.key_bytes);
+      digests.check(c, item_name, bytes.sub(deflash::kItemDigestOffset, deflash::kItemDigestBytes),
+                    i);
     }
-    decode_item(id, item_node, item);
+    item_context item{bytes, item_node, c, item_name};
+    decode_item(id, item);
   }
   check_erased(node, c, area, length, area.size(), offset);
 }

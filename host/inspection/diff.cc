@@ -1,7 +1,12 @@
 // Field-level differences between two decoded files; items that carry a
 // digest are matched by it, so a reordered table shows no false changes.
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "host/inspection/inspect.h"
 
@@ -20,27 +25,79 @@ std::string value_text(const json& value) {
   return value.dump();
 }
 
-const json* find_field(const json& node, const std::string& name) {
-  for (const json& field : node["fields"]) {
-    if (field["name"] == name) return &field;
+const tree_field* find_field(const tree_node& node, const std::string& name) {
+  for (const tree_field& field : node.fields) {
+    if (field.name == name) return &field;
   }
   return nullptr;
 }
 
-/// The node's digest, or "" when its items are matched by name.
-std::string digest_of(const json& node) {
-  const json* field = find_field(node, "digest");
-  return field == nullptr ? "" : (*field)["value"].get<std::string>();
+/// What pairs a child with its counterpart: its digest where it carries one,
+/// its name otherwise. Views into the reports, which outlive the pairing.
+struct match_key {
+  bool by_digest;
+  std::string_view text;
+  bool operator==(const match_key& other) const {
+    return by_digest == other.by_digest && text == other.text;
+  }
+};
+
+struct match_key_hash {
+  std::size_t operator()(const match_key& key) const {
+    return std::hash<std::string_view>()(key.text) ^ static_cast<std::size_t>(key.by_digest);
+  }
+};
+
+match_key key_of(const tree_node& child) {
+  const tree_field* digest = find_field(child, "digest");
+  if (digest != nullptr && digest->value.is_string()) {
+    return {true, digest->value.get_ref<const std::string&>()};
+  }
+  return {false, child.name};
 }
 
-const json* match_child(const json& node, const json& child) {
-  const std::string digest = digest_of(child);
-  for (const json& other : node["children"]) {
-    if (digest.empty() ? other["name"] == child["name"] : digest_of(other) == digest) {
-      return &other;
+using node_pair = std::pair<const tree_node*, const tree_node*>;
+
+/// Pairs the children of `a` with those of `b`: the k-th child of `a` with
+/// a key goes with the k-th child of `b` with that key, so items that share
+/// a digest (IR pre-ISP groups of one mode) pair in their order. Unpaired
+/// children get a null partner. Linear: one hash lookup per child, none
+/// when both lists hold the same keys in the same order.
+std::vector<node_pair> pair_children(const tree_node* a, const tree_node* b) {
+  static const std::vector<tree_node> kNone;
+  const std::vector<tree_node>& in_a = a != nullptr ? a->children : kNone;
+  const std::vector<tree_node>& in_b = b != nullptr ? b->children : kNone;
+  std::vector<node_pair> pairs;
+  pairs.reserve(std::max(in_a.size(), in_b.size()));
+  bool aligned = in_a.size() == in_b.size();
+  for (std::size_t i = 0; aligned && i < in_a.size(); ++i) {
+    aligned = key_of(in_a[i]) == key_of(in_b[i]);
+  }
+  if (aligned) {
+    for (std::size_t i = 0; i < in_a.size(); ++i) pairs.emplace_back(&in_a[i], &in_b[i]);
+    return pairs;
+  }
+  std::unordered_map<match_key, std::vector<const tree_node*>, match_key_hash> b_by_key;
+  for (const tree_node& child : in_b) b_by_key[key_of(child)].push_back(&child);
+  std::unordered_map<match_key, std::size_t, match_key_hash> taken;  // per key, in `a`
+  for (const tree_node& child : in_a) {
+    const match_key key = key_of(child);
+    const std::size_t k = taken[key]++;
+    const auto found = b_by_key.find(key);
+    const tree_node* partner =
+        found != b_by_key.end() && k < found->second.size() ? found->second[k] : nullptr;
+    pairs.emplace_back(&child, partner);
+  }
+  // Children of `b` beyond the count of their key in `a` have no partner.
+  std::unordered_map<match_key, std::size_t, match_key_hash> seen;
+  for (const tree_node& child : in_b) {
+    const match_key key = key_of(child);
+    const auto paired = taken.find(key);
+    if (seen[key]++ >= (paired == taken.end() ? 0 : paired->second)) {
+      pairs.emplace_back(nullptr, &child);
     }
   }
-  return nullptr;
+  return pairs;
 }
 
 std::string join(const std::string& path, const std::string& name) {
@@ -49,84 +106,103 @@ std::string join(const std::string& path, const std::string& name) {
 
 struct walker {
   std::string section;
-  std::vector<difference>& out;
+  difference_list& out;
 
-  void field(const std::string& item, const std::string& name, const json* a, const json* b) {
-    const std::string old_value = a == nullptr ? kAbsent : value_text((*a)["value"]);
-    const std::string new_value = b == nullptr ? kAbsent : value_text((*b)["value"]);
-    if (a != nullptr && b != nullptr && (*a)["value"].is_array() && (*b)["value"].is_array() &&
-        (*a)["value"].size() == (*b)["value"].size()) {
-      for (std::size_t i = 0; i < (*a)["value"].size(); ++i) {
-        if ((*a)["value"][i] != (*b)["value"][i]) {
-          out.push_back({section, item, name + "[" + std::to_string(i) + "]",
-                         value_text((*a)["value"][i]), value_text((*b)["value"][i])});
+  bool full() const { return out.listed.size() >= kMaxListedDifferences; }
+
+  void add(const std::string& item, const std::string& field, std::string old_value,
+           std::string new_value) {
+    if (full()) {
+      ++out.unlisted;
+      return;
+    }
+    out.listed.push_back({section, item, field, std::move(old_value), std::move(new_value)});
+  }
+
+  void field(const std::string& item, const std::string& name, const tree_field* a,
+             const tree_field* b) {
+    if (a != nullptr && b != nullptr && a->value.is_array() && b->value.is_array() &&
+        a->value.size() == b->value.size()) {
+      const json& va = a->value;
+      const json& vb = b->value;
+      for (std::size_t i = 0; i < va.size(); ++i) {
+        if (va[i] == vb[i]) continue;
+        if (full()) {
+          ++out.unlisted;
+        } else {
+          add(item, name + "[" + std::to_string(i) + "]", value_text(va[i]), value_text(vb[i]));
         }
       }
       return;
     }
-    if (old_value != new_value) out.push_back({section, item, name, old_value, new_value});
+    if (a != nullptr && b != nullptr && a->value == b->value) return;
+    std::string old_value = a == nullptr ? kAbsent : value_text(a->value);
+    std::string new_value = b == nullptr ? kAbsent : value_text(b->value);
+    if (old_value != new_value) add(item, name, std::move(old_value), std::move(new_value));
   }
 
-  void node(const std::string& item, const json* a, const json* b) {
+  void node(const std::string& item, const tree_node* a, const tree_node* b) {
     if (a != nullptr) {
-      for (const json& fa : (*a)["fields"]) {
-        const std::string name = fa["name"].get<std::string>();
-        field(item, name, &fa, b == nullptr ? nullptr : find_field(*b, name));
+      for (const tree_field& fa : a->fields) {
+        field(item, fa.name, &fa, b == nullptr ? nullptr : find_field(*b, fa.name));
       }
     }
     if (b != nullptr) {
-      for (const json& fb : (*b)["fields"]) {
-        const std::string name = fb["name"].get<std::string>();
-        if (a == nullptr || find_field(*a, name) == nullptr) field(item, name, nullptr, &fb);
+      for (const tree_field& fb : b->fields) {
+        if (a == nullptr || find_field(*a, fb.name) == nullptr) field(item, fb.name, nullptr, &fb);
       }
     }
-    if (a != nullptr) {
-      for (const json& ca : (*a)["children"]) {
-        const json* cb = b == nullptr ? nullptr : match_child(*b, ca);
-        const std::string name = ca["name"].get<std::string>();
-        std::string label = name;
-        if (cb != nullptr && (*cb)["name"] != ca["name"]) {
-          label += " (now " + (*cb)["name"].get<std::string>() + ")";
-        }
-        node(join(item, label), &ca, cb);
-      }
-    }
-    if (b != nullptr) {
-      for (const json& cb : (*b)["children"]) {
-        if (a == nullptr || match_child(*a, cb) == nullptr) {
-          node(join(item, cb["name"].get<std::string>()), nullptr, &cb);
-        }
-      }
+    for (const node_pair& pair : pair_children(a, b)) {
+      const tree_node* ca = pair.first;
+      const tree_node* cb = pair.second;
+      std::string label = (ca != nullptr ? ca : cb)->name;
+      if (ca != nullptr && cb != nullptr && cb->name != ca->name) label += " (now " + cb->name + ")";
+      node(join(item, label), ca, cb);
     }
   }
 };
 
+std::string count_text(std::size_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+json make_diff_json(const report& a, const report& b, const std::string* old_name,
+                    const std::string* new_name) {
+  const difference_list differences = diff_reports(a, b);
+  json doc = json::object();
+  doc["schema"] = kSchemaVersion;
+  if (old_name != nullptr && new_name != nullptr) {
+    doc["old"] = *old_name;
+    doc["new"] = *new_name;
+  }
+  doc["kind"] = a.kind;
+  doc["equal"] = differences.empty();
+  json list = json::array();
+  for (const difference& d : differences) {
+    list.push_back({{"section", d.section},
+                    {"item", d.item},
+                    {"field", d.field},
+                    {"old", d.old_value},
+                    {"new", d.new_value}});
+  }
+  doc["differences"] = std::move(list);
+  if (differences.unlisted != 0) doc["unlisted_differences"] = differences.unlisted;
+  return doc;
+}
+
 }  // namespace
 
-std::vector<difference> diff_reports(const report& a, const report& b) {
-  std::vector<difference> out;
+difference_list diff_reports(const report& a, const report& b) {
+  difference_list out;
   if (a.kind != b.kind || a.size != b.size) {
-    out.push_back({"file", "", "kind", a.kind + " (" + std::to_string(a.size) + " bytes)",
-                   b.kind + " (" + std::to_string(b.size) + " bytes)"});
+    out.listed.push_back({"file", "", "kind", a.kind + " (" + std::to_string(a.size) + " bytes)",
+                          b.kind + " (" + std::to_string(b.size) + " bytes)"});
     return out;
   }
-  const json& sections_a = a.tree["children"];
-  const json& sections_b = b.tree["children"];
-  for (const json& sa : sections_a) {
-    const json* sb = nullptr;
-    for (const json& candidate : sections_b) {
-      if (candidate["name"] == sa["name"]) sb = &candidate;
-    }
-    walker w{sa["name"].get<std::string>(), out};
-    w.node("", &sa, sb);
-  }
-  for (const json& sb : sections_b) {
-    bool found = false;
-    for (const json& sa : sections_a) found = found || sa["name"] == sb["name"];
-    if (!found) {
-      walker w{sb["name"].get<std::string>(), out};
-      w.node("", nullptr, &sb);
-    }
+  // Sections pair by name, as the children of any node do.
+  for (const node_pair& pair : pair_children(&a.tree, &b.tree)) {
+    walker w{(pair.first != nullptr ? pair.first : pair.second)->name, out};
+    w.node("", pair.first, pair.second);
   }
   return out;
 }
@@ -134,6 +210,18 @@ std::vector<difference> diff_reports(const report& a, const report& b) {
 std::string difference_text(const difference& d) {
   return d.section + " / " + (d.item.empty() ? "-" : d.item) + " / " + d.field + ": " +
          d.old_value + " -> " + d.new_value;
+}
+
+std::string unlisted_differences_text(const difference_list& d) {
+  if (d.unlisted == 0) return "";
+  return "and " + count_text(d.unlisted, "more difference", "more differences") + " not listed";
+}
+
+json diff_json(const report& a, const report& b) { return make_diff_json(a, b, nullptr, nullptr); }
+
+json diff_json(const report& a, const report& b, const std::string& old_name,
+               const std::string& new_name) {
+  return make_diff_json(a, b, &old_name, &new_name);
 }
 
 }  // namespace deflash_host

@@ -112,8 +112,9 @@ DEFLASH_EXPORT bool gen_depth_engine_config_flash_file(const char* path);
 
 extern "C" {
 /// Builds the 16384-byte depth-engine configuration image and writes it to
-/// `path`. False only when `path` cannot be opened; a failed load leaves an
-/// empty file and still returns true.
+/// `path`. False when `path` cannot be opened, or when memory runs out (the
+/// file at `path` then stays as it was); a failed load leaves an empty file
+/// and still returns true.
 DEFLASH_EXPORT bool gen_depth_engine_config_flash_file_de(const de_config_files* files,
                                                           const char* path);
 }

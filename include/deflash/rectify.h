@@ -60,10 +60,11 @@ struct DeDepthConfig_S {
 };
 static_assert(sizeof(DeDepthConfig_S) == 16, "d2d entry is 16 bytes");
 
-/// Keeps a copy of `num` entries. Always returns 0.
+/// Keeps a copy of `num` entries. Returns 0, or -1 when the copy cannot be
+/// allocated (a negative `num` included).
 DEFLASH_EXPORT int set_optimized_d2d_params(DeDepthConfig_S* params, int num);
 
-/// Releases the held table. Always returns 0.
+/// Releases the held table. Returns 0.
 DEFLASH_EXPORT int release_optimized_d2d_params();
 
 }  // namespace soc_convert

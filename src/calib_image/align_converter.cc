@@ -11,6 +11,7 @@
 #include "deflash/calib_image.h"
 #include "deflash/rectify.h"
 #include "deflash/result_codes.h"
+#include "frame/boundary.h"
 #include "frame/log.h"
 #include "rectify/register_elements.h"
 #include "rectify/stereo_rectify.h"
@@ -147,18 +148,9 @@ int set_camera_registers(int32_t cam_id, const soc_convert::DeStereoRectifyParam
   return static_cast<int>(result);
 }
 
-}  // namespace
-
-namespace deflash {
-
-int convert_alignment(const CalibrateParamsMulti& calibration, const float* temperatures,
-                      soc_convert::DeStereoRectifyParams_S* rectify, DeCameraD2CParams_S* d2c,
-                      soc_convert::DepthCalcParams_S* depth, log_callback* log) {
-  if (rectify == nullptr || d2c == nullptr || depth == nullptr) {
-    report(log, "error: align_ir_ir_rgb_params_to_register_converter output is null\n");
-    return DRIVER_HELPER_INVALID_PARAM;
-  }
-  *rectify = soc_convert::DeStereoRectifyParams_S{};
+// The three calibration temperatures (left IR, right IR, laser) must have
+// been measured. Returns 0 or the failure after its messages.
+int check_temperatures(const float* temperatures, log_callback* log) {
   if (temperatures == nullptr) {
     console_log("invalid calibration temperature");
     send_log(log, "calibration temperature input is null");
@@ -176,19 +168,25 @@ int convert_alignment(const CalibrateParamsMulti& calibration, const float* temp
     send_logf(log, "invalid calibration temperature,left:%f,right:%f,ldm:%f\n", left, right, ldm);
     return DRIVER_HELPER_INVALID_PARAM;
   }
+  return DRIVER_HELPER_OK;
+}
 
-  calib_input_config& config = module_calib_config();
-  rectify->temperature_L = left;
-  rectify->temperature_R = right;
-  rectify->temperature_ldm = ldm;
+// The temperature compensation travels in the rectification record: the
+// measured temperatures and the configured coefficients.
+void record_temperatures(const float* temperatures, const deflash::calib_input_config& config,
+                         soc_convert::DeStereoRectifyParams_S* rectify) {
+  rectify->temperature_L = temperatures[0];
+  rectify->temperature_R = temperatures[1];
+  rectify->temperature_ldm = temperatures[2];
   rectify->ir_l_comp_coeff = config.ir_l_comp_coeff;
   rectify->ir_r_comp_coeff = config.ir_r_comp_coeff;
   rectify->ldm_comp_coeff = config.ldm_comp_coeff;
+}
 
-  // The working copy is scaled and cropped; it is large, so it lives on the
-  // heap rather than on the host thread's stack.
-  const auto working = std::make_unique<CalibrateParamsMulti>(calibration);
-  CalibrateParamsMulti& params = *working;
+// Scales and crops both IR cameras of the working copy as configured, after
+// checking that the scale keeps their sizes representable.
+int scale_and_crop_sources(CalibrateParamsMulti& params, const deflash::calib_input_config& config,
+                           log_callback* log) {
   if (params.camera[kCameraLeftIr].poly_distortion[0] != 0) {
     params.distortion_model = kPolyDistortionModel;
   }
@@ -206,29 +204,38 @@ int convert_alignment(const CalibrateParamsMulti& calibration, const float* temp
   }
   scale_and_crop(params.camera[kCameraLeftIr], config);
   scale_and_crop(params.camera[kCameraRightIr], config);
+  return DRIVER_HELPER_OK;
+}
 
+// Runs the solver, then makes the one write-back into the module's
+// configuration record: the depth calculation, the sections of this image
+// and the host's later reads of the configuration all see the baseline the
+// calibration measured, and a unit that was left unset reads as one from
+// here on.
+int solve_stereo(const CalibrateParamsMulti& params, deflash::calib_input_config& config,
+                 soc_convert::DeStereoRectifyParams_S* rectify, DeCameraD2CParams_S* d2c,
+                 log_callback* log) {
   float measured_baseline = 0.0f;
-  const int32_t solved = rectify_stereo(params, config, rectify, d2c, &measured_baseline);
+  const int32_t solved = deflash::rectify_stereo(params, config, rectify, d2c, &measured_baseline);
   if (solved != 0) {
     std::cerr << "parse calibration parameters failed!" << std::endl;
     send_log(log, "parse calibration parameters failed!");
     return solved;
   }
-  // The one write-back into the module's configuration record: the depth
-  // calculation, the sections of this image and the host's later reads of
-  // the configuration all see the baseline the calibration measured, and a
-  // unit that was left unset reads as one from here on.
   config.baseline = measured_baseline;
   if (std::fabs(static_cast<double>(config.d2d_params_unit)) < kMinUnit) {
     config.d2d_params_unit = 1.0f;
   }
+  return DRIVER_HELPER_OK;
+}
 
-  report_conversion(params, *rectify, log);
-  fill_depth_calc(config, *rectify, depth);
-
-  int result = set_camera_registers(CAMERA_ID_TARGET, *rectify, config, log);
+// Prepares the target and then the reference camera, and converts both
+// into their register tables and start-row sections.
+int convert_registers(const soc_convert::DeStereoRectifyParams_S& rectify,
+                      const deflash::calib_input_config& config, log_callback* log) {
+  int result = set_camera_registers(CAMERA_ID_TARGET, rectify, config, log);
   if (result != 0) return result;
-  result = set_camera_registers(CAMERA_ID_REF, *rectify, config, log);
+  result = set_camera_registers(CAMERA_ID_REF, rectify, config, log);
   if (result != 0) return result;
 
   const log_pair pair = pair_for(log);
@@ -241,6 +248,35 @@ int convert_alignment(const CalibrateParamsMulti& calibration, const float* temp
   return DRIVER_HELPER_OK;
 }
 
+}  // namespace
+
+namespace deflash {
+
+int convert_alignment(const CalibrateParamsMulti& calibration, const float* temperatures,
+                      soc_convert::DeStereoRectifyParams_S* rectify, DeCameraD2CParams_S* d2c,
+                      soc_convert::DepthCalcParams_S* depth, log_callback* log) {
+  if (rectify == nullptr || d2c == nullptr || depth == nullptr) {
+    report(log, "error: align_ir_ir_rgb_params_to_register_converter output is null\n");
+    return DRIVER_HELPER_INVALID_PARAM;
+  }
+  *rectify = soc_convert::DeStereoRectifyParams_S{};
+  int result = check_temperatures(temperatures, log);
+  if (result != 0) return result;
+  calib_input_config& config = module_calib_config();
+  record_temperatures(temperatures, config, rectify);
+
+  // The working copy is scaled and cropped; it is large, so it lives on the
+  // heap rather than on the host thread's stack.
+  const auto working = std::make_unique<CalibrateParamsMulti>(calibration);
+  if ((result = scale_and_crop_sources(*working, config, log)) != 0 ||
+      (result = solve_stereo(*working, config, rectify, d2c, log)) != 0) {
+    return result;
+  }
+  report_conversion(*working, *rectify, log);
+  fill_depth_calc(config, *rectify, depth);
+  return convert_registers(*rectify, config, log);
+}
+
 }  // namespace deflash
 
 namespace soc_convert {
@@ -250,7 +286,9 @@ int align_ir_ir_rgb_params_to_register_converter(CalibrateParamsMulti params,
                                                  DeStereoRectifyParams_S* rectify,
                                                  DeCameraD2CParams_S* d2c, DepthCalcParams_S* depth,
                                                  std::function<void(const char*)>* log) {
-  return deflash::convert_alignment(params, temperatures, rectify, d2c, depth, log);
+  return deflash::at_boundary(__func__, DRIVER_HELPER_FAIL, deflash::to_callback(log), [&] {
+    return deflash::convert_alignment(params, temperatures, rectify, d2c, depth, log);
+  });
 }
 
 }  // namespace soc_convert

@@ -2,6 +2,7 @@
 #include "calib_image/calib_debug_check.h"
 #include "calib_image/calib_state.h"
 #include "deflash/calib_image.h"
+#include "frame/boundary.h"
 
 namespace {
 
@@ -15,15 +16,12 @@ deflash::debug_image_out image_out(void* pixels, int width, int height,
   return {pixels, width, height, format};
 }
 
-}  // namespace
-
-extern "C" void check_soc_calib_debug(const uint8_t* left_in, uint16_t* left_out,
-                                      const uint8_t* right_in, uint16_t* right_out,
-                                      const uint16_t* depth_in, uint16_t* depth_out,
-                                      uint32_t format) {
+// Rectifies the IR pair and reprojects the depth image over the module's
+// last records; each pair of buffers runs only when both are given.
+void run_debug_check(const uint8_t* left_in, uint16_t* left_out, const uint8_t* right_in,
+                     uint16_t* right_out, const uint16_t* depth_in, uint16_t* depth_out,
+                     deflash::debug_pixel_format pixel) {
   using namespace deflash;
-  debug_pixel_format pixel;
-  if (!debug_pixel_format_from_code(format, &pixel)) return;
   const calib_image_state& state = module_calib_image();
   const soc_convert::DeStereoRectifyParams_S& rectify = state.rectify;
   if (left_in != nullptr && left_out != nullptr) {
@@ -44,4 +42,17 @@ extern "C" void check_soc_calib_debug(const uint8_t* left_in, uint16_t* left_out
                           image_in(depth_in, d2c.depth.width, d2c.depth.height, pixel),
                           image_out(depth_out, d2c.rgb.width, d2c.rgb.height, pixel));
   }
+}
+
+}  // namespace
+
+extern "C" void check_soc_calib_debug(const uint8_t* left_in, uint16_t* left_out,
+                                      const uint8_t* right_in, uint16_t* right_out,
+                                      const uint16_t* depth_in, uint16_t* depth_out,
+                                      uint32_t format) {
+  deflash::at_boundary(__func__, {}, [=] {
+    deflash::debug_pixel_format pixel;
+    if (!deflash::debug_pixel_format_from_code(format, &pixel)) return;
+    run_debug_check(left_in, left_out, right_in, right_out, depth_in, depth_out, pixel);
+  });
 }

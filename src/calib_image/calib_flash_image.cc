@@ -10,6 +10,7 @@
 #include "calib_image/calib_tables.h"
 #include "deflash/calib_image.h"
 #include "deflash/result_codes.h"
+#include "frame/boundary.h"
 #include "frame/clock.h"
 #include "frame/log.h"
 #include "frame/serial_number.h"
@@ -60,6 +61,90 @@ int add_item(calib_section& section, const std::vector<uint8_t>& item, log_callb
   return report_add_failure(result, section, log);
 }
 
+// The four tables of the main image and the raw-calibration table of the
+// second, over the caller's buffers.
+struct calib_tables_in_buffers {
+  calib_section rectify;
+  calib_section d2c;
+  calib_section depth;
+  calib_section optional;
+  calib_section raw;
+};
+
+// Converts configuration `index` and files its items; a mode already held
+// is skipped by digest. The raw item goes to the second image when given.
+int add_configuration(const SocCalibFlashInput_S& input, uint8_t index, bool with_raw,
+                      calib_tables_in_buffers& tables, log_callback* log) {
+  soc_convert::DepthCalcParams_S depth{};
+  calib_mode_flags flags{};
+  int result = convert_configuration(input, index, log, &depth, &flags);
+  if (result != 0) return result;
+
+  const calib_image_state& state = module_calib_image();
+  if ((result = add_item(tables.rectify, rectify_item(state.rectify, flags), log)) != 0 ||
+      (result = add_item(tables.d2c, d2c_item(state.d2c, depth, flags), log)) != 0 ||
+      (result = add_item(tables.depth, depth_item(state.rectify, depth, flags), log)) != 0) {
+    return result;
+  }
+  if (!with_raw) return DRIVER_HELPER_OK;
+  int cameras_without_size = 0;
+  const std::vector<uint8_t> raw_item =
+      raw_calib_item(*input.calib_params_list[index], flags, &cameras_without_size);
+  for (int c = 0; c < cameras_without_size; ++c) console_log("input params is invalid!\n");
+  return add_item(tables.raw, raw_item, log);
+}
+
+// Writes every section header. The main sections carry the caller's time
+// when it gives one; the raw calibration section always carries the current
+// time. Hosts rely on this. No operation fills the optional fourth table,
+// so when enabled it is written with its header alone.
+int close_sections(calib_tables_in_buffers& tables, int64_t timestamp, bool with_raw,
+                   log_callback* log) {
+  const uint32_t main_time =
+      timestamp > 0 ? static_cast<uint32_t>(timestamp) : current_time_stamp();
+  const serial_number& serial = module_serial_number();
+  bool closed = tables.rectify.close(main_time, serial) && tables.d2c.close(main_time, serial) &&
+                tables.depth.close(main_time, serial);
+  if (optional_section_enabled()) closed = closed && tables.optional.close(main_time, serial);
+  if (with_raw) closed = closed && tables.raw.close(current_time_stamp(), serial);
+  if (!closed) {
+    report(log, "error: a section header did not fit its place in the image\n");
+    return DRIVER_HELPER_FAIL;
+  }
+  return DRIVER_HELPER_OK;
+}
+
+// The whole generation: checks, erased buffers, one pass over the
+// configurations, the headers.
+int build_calib_flash_image(const SocCalibFlashInput_S* input_list, uint8_t* main_image,
+                            int main_size, int64_t timestamp, uint8_t* raw_image, int raw_size,
+                            log_callback* log) {
+  int result = check_flash_input(input_list, main_image, log);
+  if (result != 0) return result;
+  result = check_buffer_sizes(main_size, raw_image, raw_size, log);
+  if (result != 0) return result;
+  const SocCalibFlashInput_S& input = *input_list;
+
+  const auto main_bytes = static_cast<std::size_t>(main_size);
+  std::memset(main_image, kErasedByte, main_bytes);
+  const bool with_raw = raw_image != nullptr;
+  const std::size_t raw_bytes = with_raw ? static_cast<std::size_t>(raw_size) : 0;
+  if (with_raw) std::memset(raw_image, kErasedByte, raw_bytes);
+
+  calib_tables_in_buffers tables{
+      calib_section(kRectifySection, main_image, main_bytes),
+      calib_section(kD2cSection, main_image, main_bytes),
+      calib_section(kDepthSection, main_image, main_bytes),
+      calib_section(kOptionalSection, main_image, main_bytes),
+      calib_section(kRawCalibSection, raw_image, raw_bytes),
+  };
+  for (uint8_t i = 0; i < input.config_file_num; ++i) {
+    result = add_configuration(input, i, with_raw, tables, log);
+    if (result != 0) return result;
+  }
+  return close_sections(tables, timestamp, with_raw, log);
+}
+
 }  // namespace
 }  // namespace deflash
 
@@ -68,67 +153,9 @@ extern "C" int gen_soc_calib_flash_param_de(const SocCalibFlashInput_S* config_i
                                             std::function<void(const char*)>* log,
                                             int file_buff_out_size, int64_t timestamp,
                                             uint8_t* file_buff_out2, int file_buff_out2_size) {
-  using namespace deflash;
-  int result = check_flash_input(config_input_file_list, file_buff_out, log);
-  if (result != 0) return result;
-  result = check_buffer_sizes(file_buff_out_size, file_buff_out2, file_buff_out2_size, log);
-  if (result != 0) return result;
-  const SocCalibFlashInput_S& input = *config_input_file_list;
-
-  const auto main_size = static_cast<std::size_t>(file_buff_out_size);
-  std::memset(file_buff_out, kErasedByte, main_size);
-  const auto second_size =
-      file_buff_out2 != nullptr ? static_cast<std::size_t>(file_buff_out2_size) : 0;
-  if (file_buff_out2 != nullptr) std::memset(file_buff_out2, kErasedByte, second_size);
-
-  calib_section rectify_table(kRectifySection, file_buff_out, main_size);
-  calib_section d2c_table(kD2cSection, file_buff_out, main_size);
-  calib_section depth_table(kDepthSection, file_buff_out, main_size);
-  calib_section raw_table(kRawCalibSection, file_buff_out2, second_size);
-
-  for (uint8_t i = 0; i < input.config_file_num; ++i) {
-    soc_convert::DepthCalcParams_S depth{};
-    calib_mode_flags flags{};
-    result = convert_configuration(input, i, log, &depth, &flags);
-    if (result != 0) return result;
-
-    const calib_image_state& state = module_calib_image();
-    if ((result = add_item(rectify_table, rectify_item(state.rectify, flags), log)) != 0 ||
-        (result = add_item(d2c_table, d2c_item(state.d2c, depth, flags), log)) != 0 ||
-        (result = add_item(depth_table, depth_item(state.rectify, depth, flags), log)) != 0) {
-      return result;
-    }
-    if (file_buff_out2 != nullptr) {
-      int cameras_without_size = 0;
-      std::vector<uint8_t> raw_item =
-          raw_calib_item(*input.calib_params_list[i], flags, &cameras_without_size);
-      for (int c = 0; c < cameras_without_size; ++c) console_log("input params is invalid!\n");
-      result = add_item(raw_table, raw_item, log);
-      if (result != 0) return result;
-    }
-  }
-
-  // The main sections carry the caller's time when it gives one; the raw
-  // calibration section always carries the current time. Hosts rely on this.
-  const uint32_t main_time =
-      timestamp > 0 ? static_cast<uint32_t>(timestamp) : current_time_stamp();
-  const serial_number& serial = module_serial_number();
-  const bool optional = optional_section_enabled();
-  calib_section optional_table(kOptionalSection, file_buff_out, main_size);
-  if (optional) {
-    const calib_image_state& state = module_calib_image();
-    for (std::size_t e = 0; e < state.optional_count && e < kOptionalEntryCapacity; ++e) {
-      optional_table.add(std::vector<uint8_t>(state.optional_entries[e],
-                                              state.optional_entries[e] + kOptionalEntryBytes));
-    }
-  }
-  bool closed = rectify_table.close(main_time, serial) && d2c_table.close(main_time, serial) &&
-                depth_table.close(main_time, serial);
-  if (optional) closed = closed && optional_table.close(main_time, serial);
-  if (file_buff_out2 != nullptr) closed = closed && raw_table.close(current_time_stamp(), serial);
-  if (!closed) {
-    report(log, "error: a section header did not fit its place in the image\n");
-    return DRIVER_HELPER_FAIL;
-  }
-  return DRIVER_HELPER_OK;
+  return deflash::at_boundary(__func__, DRIVER_HELPER_FAIL, deflash::to_callback(log), [&] {
+    return deflash::build_calib_flash_image(config_input_file_list, file_buff_out,
+                                            file_buff_out_size, timestamp, file_buff_out2,
+                                            file_buff_out2_size, log);
+  });
 }

@@ -14,22 +14,13 @@
 namespace deflash {
 namespace {
 
-// Field boundaries of the records that travel in the items as their bytes stand.
-constexpr std::size_t kRectifyOutputSizeOffset =
-    offsetof(soc_convert::DeStereoRectifyParams_S, width);
-constexpr std::size_t kRectifyAfterOutputSizeOffset = kRectifyOutputSizeOffset + 4;
-constexpr std::size_t kRectifyRecordBytes = sizeof(soc_convert::DeStereoRectifyParams_S);
-static_assert(kRectifyOutputSizeOffset == 216, "216 bytes precede the output size");
-static_assert(kRectifyRecordBytes - kRectifyAfterOutputSizeOffset == 24,
+static_assert(kRectifyRecordOutputSizeOffset == 216, "216 bytes precede the output size");
+static_assert(sizeof(soc_convert::DeStereoRectifyParams_S) - kRectifyRecordOutputSizeOffset -
+                      kRectifyRecordOutputSizeBytes ==
+                  24,
               "temperatures and coefficients follow it");
+static_assert(kD2cRecordCopiedEnd - kD2cRecordRgbOffset == 132, "RGB description to translation");
 
-constexpr std::size_t kD2cDepthBytes = 20;
-constexpr std::size_t kD2cRgbOffset = offsetof(DeCameraD2CParams_S, rgb);
-constexpr std::size_t kD2cCopiedEnd = offsetof(DeCameraD2CParams_S, optional_section_flag);
-static_assert(kD2cCopiedEnd - kD2cRgbOffset == 132, "RGB description to translation");
-
-constexpr std::size_t kModeNameBytes = 16;
-constexpr std::size_t kCameraBlockBytes = 52;
 // A camera whose size is not above this carries no calibration.
 constexpr double kMinCameraSize = 1e-6;
 
@@ -38,13 +29,14 @@ constexpr double kMinCameraSize = 1e-6;
 class item_builder {
  public:
   explicit item_builder(std::size_t size) : bytes_(size, 0), writer_(bytes_.data(), size) {
-    writer_.seek(kMd5DigestBytes);
+    writer_.seek(kItemKeyOffset);
   }
   byte_writer& writer() { return writer_; }
   /// Digests the key written so far (everything after the digest).
   void seal_key() {
-    const std::size_t key_bytes = writer_.offset() - kMd5DigestBytes;
-    md5(bytes_.data() + kMd5DigestBytes, bytes_.data(), static_cast<uint32_t>(key_bytes));
+    const std::size_t key_bytes = writer_.offset() - kItemKeyOffset;
+    md5(bytes_.data() + kItemKeyOffset, bytes_.data() + kItemDigestOffset,
+        static_cast<uint32_t>(key_bytes));
   }
   /// The item, or an empty one (which every section refuses) when the
   /// writes did not fill it exactly.
@@ -73,7 +65,7 @@ int32_t unit_code(const soc_convert::DepthCalcParams_S& depth, const calib_mode_
 }
 
 void put_mode_name(byte_writer& w, const calib_mode_flags& flags) {
-  char name[kModeNameBytes] = {};
+  char name[kRawKeyModeNameBytes] = {};
   const char* text = flags.mipi_channel_status != 0 ? "Long mode" : "Close mode";
   std::copy_n(text, std::strlen(text), name);  // the rest of `name` stays zero
   w.put_bytes(name, sizeof name);
@@ -83,7 +75,7 @@ void put_mode_name(byte_writer& w, const calib_mode_flags& flags) {
 bool put_camera_block(byte_writer& w, const SocCalibCamera_S& camera) {
   if (!(std::fabs(static_cast<double>(camera.height)) > kMinCameraSize &&
         std::fabs(static_cast<double>(camera.width)) > kMinCameraSize)) {
-    w.fill(0, kCameraBlockBytes);
+    w.fill(0, kRawCameraBlockBytes);
     return false;
   }
   w.put_f32_le(camera.fx);
@@ -117,8 +109,9 @@ std::vector<uint8_t> rectify_item(const soc_convert::DeStereoRectifyParams_S& re
   const auto key = rectify_key(rectify, flags.long_range());
   w.put_bytes(key.data(), key.size());
   item.seal_key();
-  put_record_bytes(w, &rectify, 0, kRectifyOutputSizeOffset);
-  put_record_bytes(w, &rectify, kRectifyAfterOutputSizeOffset, kRectifyRecordBytes);
+  put_record_bytes(w, &rectify, 0, kRectifyRecordOutputSizeOffset);
+  put_record_bytes(w, &rectify, kRectifyRecordOutputSizeOffset + kRectifyRecordOutputSizeBytes,
+                   sizeof rectify);
   return item.finish();
 }
 
@@ -134,8 +127,8 @@ std::vector<uint8_t> d2c_item(const DeCameraD2CParams_S& d2c,
   w.put_i32_le(unit_code(depth, flags));
   w.put_u32_le(flags.long_range());
   item.seal_key();
-  put_record_bytes(w, &d2c, 0, kD2cDepthBytes);
-  put_record_bytes(w, &d2c, kD2cRgbOffset, kD2cCopiedEnd);
+  put_record_bytes(w, &d2c, 0, kD2cRecordDepthBytes);
+  put_record_bytes(w, &d2c, kD2cRecordRgbOffset, kD2cRecordCopiedEnd);
   return item.finish();
 }
 

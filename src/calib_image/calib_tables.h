@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
 
 namespace deflash {
@@ -17,9 +18,6 @@ struct calib_mode_flags {
   uint8_t unit_in_r;            ///< d2d_params_unit_in_R_en
   uint32_t long_range() const { return mipi_channel_status & 1u; }
 };
-
-/// Key length of the rectification table, also the start-row entries' key.
-constexpr std::size_t kRectifyKeyBytes = 12;
 
 /// The 12-byte rectification key: source size, output size, long-range flag.
 std::vector<uint8_t> rectify_key(const soc_convert::DeStereoRectifyParams_S& rectify,

@@ -5,6 +5,7 @@
 #include "calib_image/image_update.h"
 #include "calib_image/section_patch.h"
 #include "deflash/result_codes.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/log.h"
 

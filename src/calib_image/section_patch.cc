@@ -4,6 +4,7 @@
 #include <cinttypes>
 
 #include "calib_image/calib_image_layout.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/crc32.h"
 #include "frame/log.h"

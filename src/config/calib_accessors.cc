@@ -3,6 +3,7 @@
 #include "config/calib_input_config.h"
 #include "config/camera_rules.h"
 #include "deflash/calib_config.h"
+#include "frame/boundary.h"
 
 namespace deflash {
 namespace {
@@ -25,14 +26,27 @@ bool lut_enabled(const calib_input_config& config) {
 
 namespace soc_convert {
 
-void get_cam_mode(uint8_t* out) { *out = deflash::cam_mode_of(deflash::g_calib_config); }
-
-void get_d2d_params_unit_in_R_en(uint8_t* out) {
-  *out = static_cast<uint8_t>(deflash::g_calib_config.d2d_params_unit_in_R_en);
+// The accessors read one byte each and cannot fail; they keep the guard so
+// that the rule has no exception.
+void get_cam_mode(uint8_t* out) {
+  deflash::at_boundary(__func__, {},
+                       [out] { *out = deflash::cam_mode_of(deflash::module_calib_config()); });
 }
 
-bool get_lut_enable_status() { return deflash::lut_enabled(deflash::g_calib_config); }
+void get_d2d_params_unit_in_R_en(uint8_t* out) {
+  deflash::at_boundary(__func__, {}, [out] {
+    *out = static_cast<uint8_t>(deflash::module_calib_config().d2d_params_unit_in_R_en);
+  });
+}
 
-void get_mipi_channel_status(uint8_t* out) { *out = deflash::g_calib_config.mipi_channel_status; }
+bool get_lut_enable_status() {
+  return deflash::at_boundary(__func__, false, {},
+                              [] { return deflash::lut_enabled(deflash::module_calib_config()); });
+}
+
+void get_mipi_channel_status(uint8_t* out) {
+  deflash::at_boundary(__func__, {},
+                       [out] { *out = deflash::module_calib_config().mipi_channel_status; });
+}
 
 }  // namespace soc_convert

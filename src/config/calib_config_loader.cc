@@ -10,6 +10,7 @@
 #include "config/ini_reader.h"
 #include "deflash/calib_config.h"
 #include "deflash/result_codes.h"
+#include "frame/boundary.h"
 #include "frame/log.h"
 
 namespace deflash {
@@ -116,10 +117,14 @@ int load_calib_config_content(const char* text) {
 
 namespace soc_convert {
 
-int load_input_configs_path(const char* path) { return deflash::load_calib_config_path(path); }
+int load_input_configs_path(const char* path) {
+  return deflash::at_boundary(__func__, DRIVER_HELPER_FAIL, {},
+                              [path] { return deflash::load_calib_config_path(path); });
+}
 
 int load_input_configs_content(const char* text) {
-  return deflash::load_calib_config_content(text);
+  return deflash::at_boundary(__func__, DRIVER_HELPER_FAIL, {},
+                              [text] { return deflash::load_calib_config_content(text); });
 }
 
 }  // namespace soc_convert

@@ -2,6 +2,7 @@
 #include "config/ini_reader.h"
 
 #include <fstream>
+#include <new>
 #include <sstream>
 #include <stdexcept>
 
@@ -17,6 +18,20 @@ bool is_comment_line(const std::string& raw, char comment) {
   if (raw.empty()) return false;
   const char first = raw[0];
   return first == comment || first == '#' || first == ';' || first == '%';
+}
+
+// Reads one line. A read error sets the stream's bad state, which ends the
+// document after this line as it always has; a failed allocation is no read
+// error: it travels up to the loader's guard instead of silently cutting the
+// document short (the stream would otherwise swallow it as a read error).
+void read_line(std::istream& in, std::string& raw) {
+  try {
+    std::getline(in, raw);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (...) {
+    // The stream is bad now; the loop stops after this line.
+  }
 }
 
 [[noreturn]] void fail(int line, const std::string& message) {
@@ -68,8 +83,9 @@ void ini_decode(std::istream& in, ini_document& document) {
   int line_number = 0;
   ini_section* current = nullptr;
   std::string raw;
+  in.exceptions(std::ios::badbit);  // so that read_line sees what went wrong
   while (!in.eof() && !in.fail()) {
-    std::getline(in, raw);
+    read_line(in, raw);
     ++line_number;  // every line counts, comments and blanks included
     if (is_comment_line(raw, document.comment_)) continue;
     const std::string line = ini_trim(raw);

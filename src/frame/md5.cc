@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 
 namespace deflash {

@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -62,7 +63,7 @@ std::FILE* create_beside(const std::string& target, int mode, std::string& tempo
     const unsigned long long tag = (clock ^ (++counter * 0x9E3779B97F4A7C15ull)) & 0xFFFFFFFFull;
     char suffix[32];
     std::snprintf(suffix, sizeof suffix, ".%08llx.tmp", tag);
-    const std::string candidate = folder_of(target) + "." + name_of(target) + suffix;
+    std::string candidate = folder_of(target) + "." + name_of(target) + suffix;
 #ifdef _WIN32
     (void)mode;
     const int fd =
@@ -90,7 +91,8 @@ std::FILE* create_beside(const std::string& target, int mode, std::string& tempo
       std::remove(candidate.c_str());
       return nullptr;
     }
-    temporary = candidate;
+    // A move allocates nothing, so no failure can strand the new file.
+    temporary = std::move(candidate);
     return file;
   }
   return nullptr;
@@ -138,8 +140,9 @@ bool replacing_file::open(const char* target) {
   if (exists && (st.st_mode & S_IFMT) == S_IFDIR) return false;
   if (exists && (st.st_mode & S_IFMT) != S_IFREG) {
     // A device or FIFO is written as it is: there is nothing to rename over.
-    file_ = std::fopen(target, "wb");
+    // The name is kept first, so a failing allocation leaves no stream open.
     target_ = target;
+    file_ = std::fopen(target, "wb");
     return file_ != nullptr;
   }
   const std::string resolved = exists ? resolved_target(target) : std::string();

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "deflash/frame.h"
+#include "frame/boundary.h"
 
 namespace deflash {
 namespace {
@@ -17,9 +18,11 @@ const serial_number& module_serial_number() { return g_serial_number; }
 }  // namespace deflash
 
 extern "C" void set_soc_sn(const void* part0, const void* part1, const void* part2) {
-  using deflash::g_serial_number;
-  using deflash::kSerialPartBytes;
-  std::memcpy(g_serial_number.data(), part0, kSerialPartBytes);
-  std::memcpy(g_serial_number.data() + kSerialPartBytes, part1, kSerialPartBytes);
-  std::memcpy(g_serial_number.data() + 2 * kSerialPartBytes, part2, kSerialPartBytes);
+  deflash::at_boundary(__func__, {}, [=] {
+    using deflash::g_serial_number;
+    using deflash::kSerialPartBytes;
+    std::memcpy(g_serial_number.data(), part0, kSerialPartBytes);
+    std::memcpy(g_serial_number.data() + kSerialPartBytes, part1, kSerialPartBytes);
+    std::memcpy(g_serial_number.data() + 2 * kSerialPartBytes, part2, kSerialPartBytes);
+  });
 }

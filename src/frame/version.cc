@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "deflash/frame.h"
+#include "frame/boundary.h"
 #include "frame/version_text.h"
 
 namespace {
@@ -14,9 +15,15 @@ static_assert(sizeof kVersion <= kVersionBufferBytes, "version fits the host buf
 }  // namespace
 
 extern "C" void get_soc_depth_driver_helper_version(char* out) {
-  if (out == nullptr) return;
-  std::memset(out, 0, kVersionBufferBytes);
-  std::memcpy(out, kVersion, sizeof kVersion - 1);
+  deflash::at_boundary(__func__, {}, [out] {
+    if (out == nullptr) return;
+    std::memset(out, 0, kVersionBufferBytes);
+    std::memcpy(out, kVersion, sizeof kVersion - 1);
+  });
 }
 
-extern "C" const char* soc_driver_helper_get_version(void) { return kVersion; }
+// Nothing here can fail; the guard keeps the rule without exceptions, and
+// its failure value is the same constant text.
+extern "C" const char* soc_driver_helper_get_version(void) {
+  return deflash::at_boundary(__func__, kVersion, {}, [] { return kVersion; });
+}

@@ -6,18 +6,9 @@
 #include <new>
 
 namespace deflash {
-namespace {
-optimized_d2d_state g_d2d{};
-}  // namespace
 
-const optimized_d2d_state& module_optimized_d2d() { return g_d2d; }
-
-}  // namespace deflash
-
-namespace soc_convert {
-
-int set_optimized_d2d_params(DeDepthConfig_S* params, int num) {
-  auto& state = deflash::g_d2d;
+int hold_optimized_d2d(const soc_convert::DeDepthConfig_S* params, int num) {
+  optimized_d2d_state& state = module_optimized_d2d();
   // The count is stored before the old table is released, and the release
   // clears it: hosts rely on a replacement call reporting a count of 0.
   state.optimized_d2d_params_num = num;
@@ -31,14 +22,14 @@ int set_optimized_d2d_params(DeDepthConfig_S* params, int num) {
   // built the library, and without asking the allocator for 2^64 bytes.
   if (num < 0) throw std::bad_array_new_length();
   const auto count = static_cast<std::size_t>(num);
-  auto* table = new DeDepthConfig_S[count];
-  if (count != 0) std::memcpy(table, params, count * sizeof(DeDepthConfig_S));
+  auto* table = new soc_convert::DeDepthConfig_S[count];
+  if (count != 0) std::memcpy(table, params, count * sizeof(soc_convert::DeDepthConfig_S));
   state.optimized_d2d_params = table;
   return 0;
 }
 
-int release_optimized_d2d_params() {
-  auto& state = deflash::g_d2d;
+int release_optimized_d2d() {
+  optimized_d2d_state& state = module_optimized_d2d();
   if (state.optimized_d2d_params != nullptr) {
     delete[] state.optimized_d2d_params;
     state.optimized_d2d_params = nullptr;
@@ -47,4 +38,4 @@ int release_optimized_d2d_params() {
   return 0;
 }
 
-}  // namespace soc_convert
+}  // namespace deflash

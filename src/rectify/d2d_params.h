@@ -14,8 +14,17 @@ struct optimized_d2d_state {
   int32_t optimized_d2d_params_num;
 };
 
-/// The module's copy; nothing else in the library reads it.
-const optimized_d2d_state& module_optimized_d2d();
+/// The table's part of the rectification's module record (rectify_state.cc);
+/// nothing else in the library reads it.
+optimized_d2d_state& module_optimized_d2d();
+
+/// Keeps a copy of `num` entries of `params` in place of the held table.
+/// Returns 0; a negative `num` or a failing allocation throws
+/// std::bad_alloc (the export turns it into a failure result).
+int hold_optimized_d2d(const soc_convert::DeDepthConfig_S* params, int num);
+
+/// Frees the held table, if any. Returns 0.
+int release_optimized_d2d();
 
 }  // namespace deflash
 

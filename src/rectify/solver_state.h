@@ -12,7 +12,7 @@ struct stereo_solver_state {
   DeCameraIntrinsic_S virtual_intrinsic_debug;
 };
 
-/// The solver's module record (static storage, zero at load).
+/// The solver's part of the rectification's module record (rectify_state.cc).
 stereo_solver_state& module_stereo_solver();
 
 }  // namespace deflash

@@ -8,16 +8,12 @@
 
 #include "deflash/calib_records.h"
 #include "rectify/simd_path.h"
+#include "rectify/start_rows_table.h"
 
 namespace deflash {
 
-/// Pixels the rectification line buffer holds; its depth in rows is this
-/// divided by the source width.
-constexpr int32_t kLineBufferPixels = 384000;
 /// Initial value of the table and of every working array ("not reached").
 constexpr int32_t kStartRowsFill = -24;
-/// The last table entry is always rows + kStartRowsEndMarkerOffset.
-constexpr int32_t kStartRowsEndMarkerOffset = 23;
 /// Result for a null table.
 constexpr uint32_t kStartRowsNullTable = 0xFFFFFFFFu;
 /// Result for sizes the table cannot be computed for.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "calib_image/calib_image_layout.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/md5.h"
 #include "support/console_capture.h"

@@ -4,6 +4,8 @@
 
 #include <vector>
 
+#include "frame/byte_view.h"
+
 TEST(ByteWriter, WritesLittleEndianFields) {
   std::vector<uint8_t> bytes(16, 0xFF);
   deflash::byte_writer w(bytes.data(), bytes.size());

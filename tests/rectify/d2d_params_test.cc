@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "deflash/rectify.h"
+#include "support/console_capture.h"
 
 namespace {
 
@@ -88,7 +89,13 @@ TEST_F(OptimizedD2dParams, EmptyTableIsAnEmptyAllocation) {
 
 TEST_F(OptimizedD2dParams, NegativeCountFailsTheAllocation) {
   auto p = entries(1, 3);
-  EXPECT_THROW(soc_convert::set_optimized_d2d_params(p.data(), -1), std::bad_array_new_length);
+  // The core fails as an allocation does; the export turns that into -1.
+  EXPECT_THROW(deflash::hold_optimized_d2d(p.data(), -1), std::bad_array_new_length);
+  ASSERT_EQ(soc_convert::release_optimized_d2d_params(), 0);
+  const deflash_test::console_output console = deflash_test::capture_console(
+      [&] { EXPECT_EQ(soc_convert::set_optimized_d2d_params(p.data(), -1), -1); });
+  EXPECT_EQ(console.out, "error: set_optimized_d2d_params: out of memory\n");
+  EXPECT_EQ(console.err, "");
   // The count was stored before the allocation; nothing is held.
   EXPECT_EQ(deflash::module_optimized_d2d().optimized_d2d_params, nullptr);
   EXPECT_EQ(deflash::module_optimized_d2d().optimized_d2d_params_num, -1);

@@ -3,10 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "calib_image/calib_image_layout.h"
+#include "support/flash_edits.h"
+#include "support/start_row_image_builder.h"
 #include "support/temp_files.h"
 #include "support/tool_run.h"
 
@@ -144,6 +148,62 @@ TEST(InspectCommand, TruncatedImageIsOfNoKnownKind) {
   EXPECT_EQ(run.exit_code, 2);
   EXPECT_EQ(run.err,
             "deflash: " + cut + ": not a deflash flash file (20000 bytes, magic 0x46447308)\n");
+}
+
+TEST(InspectCommand, ACameraWithoutAFocalLengthFails) {
+  temp_dir dir;
+  std::vector<uint8_t> bytes = read_file(kCalib);
+  const std::size_t item = deflash::kDepthSection.offset + deflash::kSectionHeaderBytes;
+  deflash_test::store_f32(bytes, item + deflash::kDepthItemFocalLengthOffset,
+                          std::numeric_limits<float>::infinity());
+  deflash_test::reseal_section(bytes, deflash::kDepthSection.offset);
+  const std::string bad = dir.write("inf.bin", bytes);
+  const tool_run run = run_tool({"inspect", bad});
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_EQ(run.err, "deflash: " + bad +
+                         ": section 0x0A depth calculation, item 0, field focal_length: expected "
+                         "a finite number, found inf\n");
+  const std::vector<std::string> lines = lines_of(run.out);
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(lines[lines.size() - 2], "checks: 1 failed");
+}
+
+TEST(InspectCommand, ManyFailuresEndInOneSummaryLine) {
+  temp_dir dir;
+  const std::string same = dir.write("same.bin", deflash_test::start_row_image(6000, false, 0));
+  const tool_run run = run_tool({"inspect", same});
+  EXPECT_EQ(run.exit_code, 1);
+  const std::vector<std::string> err = lines_of(run.err);
+  ASSERT_EQ(err.size(), 201u);
+  EXPECT_EQ(err[0], "deflash: " + same +
+                        ": section 0x18 start rows, entry 1, field digest: expected unique, found "
+                        "same as entry 0");
+  EXPECT_EQ(err[200], "deflash: " + same + ": and 5799 more failures not listed");
+  const std::vector<std::string> out = lines_of(run.out);
+  EXPECT_EQ(out.back(), "and 5799 more failures not listed");
+  EXPECT_EQ(out[out.size() - 202], "checks: 5999 failed");
+  const tool_run json = run_tool({"inspect", "--json", same});
+  EXPECT_EQ(json.exit_code, 1);
+  EXPECT_NE(json.out.find("\n  \"unlisted_failures\": 5799,\n  \"file\": "), std::string::npos);
+}
+
+TEST(DiffCommand, ManyDifferencesEndInOneSummaryLine) {
+  temp_dir dir;
+  const std::string raw = kData + "raw_calib_example.bin";
+  std::vector<uint8_t> bytes = read_file(raw);
+  const std::size_t block = deflash::kSectionHeaderBytes + deflash::kRawItemPolyOffset;
+  for (std::size_t i = 0; i < kPolyDistortionBlockBytes; i += 4) bytes[block + i] ^= 0x01;
+  deflash_test::reseal_section(bytes, 0);
+  const std::string changed = dir.write("changed.bin", bytes);
+  const tool_run run = run_tool({"diff", raw, changed});
+  EXPECT_EQ(run.exit_code, 1);
+  const std::vector<std::string> out = lines_of(run.out);
+  ASSERT_EQ(out.size(), 202u);
+  EXPECT_EQ(out[200], "and 305 more differences not listed");
+  EXPECT_EQ(out[201], "505 differences");
+  const tool_run json = run_tool({"diff", "--json", raw, changed});
+  EXPECT_EQ(json.exit_code, 1);
+  EXPECT_NE(json.out.find("\n  ],\n  \"unlisted_differences\": 305\n}"), std::string::npos);
 }
 
 TEST(DiffCommand, EqualFilesExitZero) {

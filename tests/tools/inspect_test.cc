@@ -52,28 +52,28 @@ TEST(Inspect, RecognisesEveryGoldenImage) {
 
 TEST(Inspect, DecodesTheDepthSectionFields) {
   const report r = inspect(golden("calib_example.bin"));
-  const auto& depth = r.tree["children"][2];
-  EXPECT_EQ(depth["name"], "section 0x0A depth calculation");
-  const auto& item = depth["children"][1];
-  EXPECT_EQ(item["name"], "item 0");
-  EXPECT_EQ(item["fields"][0]["name"], "digest");
-  EXPECT_EQ(item["fields"][2]["name"], "baseline");
-  EXPECT_EQ(item["fields"][2]["raw"], "0xC2480CD6");
-  EXPECT_FLOAT_EQ(item["fields"][2]["value"].get<float>(), -50.0125351f);
-  const auto& header = depth["children"][0];
-  EXPECT_EQ(header["fields"][4]["name"], "timestamp");
-  EXPECT_EQ(header["fields"][4]["value"], "2023-11-14 22:13:20 UTC");
+  const auto& depth = r.tree.children[2];
+  EXPECT_EQ(depth.name, "section 0x0A depth calculation");
+  const auto& item = depth.children[1];
+  EXPECT_EQ(item.name, "item 0");
+  EXPECT_EQ(item.fields[0].name, "digest");
+  EXPECT_EQ(item.fields[2].name, "baseline");
+  EXPECT_EQ(item.fields[2].raw, "0xC2480CD6");
+  EXPECT_FLOAT_EQ(item.fields[2].value.get<float>(), -50.0125351f);
+  const auto& header = depth.children[0];
+  EXPECT_EQ(header.fields[4].name, "timestamp");
+  EXPECT_EQ(header.fields[4].value, "2023-11-14 22:13:20 UTC");
 }
 
 TEST(Inspect, ReportsLineBufferDepthPerMode) {
   const report r = inspect(golden("startrow_example.bin"));
-  const auto& entry = r.tree["children"][0]["children"][1];
-  EXPECT_EQ(entry["name"], "entry 0");
-  const auto& buffer = entry["children"].back();
-  EXPECT_EQ(buffer["name"], "line buffer");
-  EXPECT_EQ(buffer["fields"][0]["value"], 300);  // 384000 / 1280
-  EXPECT_EQ(buffer["fields"][1]["value"], 85);
-  EXPECT_EQ(buffer["fields"][2]["value"], 82);
+  const auto& entry = r.tree.children[0].children[1];
+  EXPECT_EQ(entry.name, "entry 0");
+  const auto& buffer = entry.children.back();
+  EXPECT_EQ(buffer.name, "line buffer");
+  EXPECT_EQ(buffer.fields[0].value, 300);  // 384000 / 1280
+  EXPECT_EQ(buffer.fields[1].value, 85);
+  EXPECT_EQ(buffer.fields[2].value, 82);
 }
 
 TEST(Inspect, NamesACorruptCrc) {
@@ -178,7 +178,7 @@ TEST(InspectDiff, MatchesItemsByDigest) {
   const report a = inspect(golden("calib_example.bin"));
   std::vector<uint8_t> image = golden("calib_example.bin");
   put_u32(image, 20, 1700000001);  // rectification time stamp
-  const auto differences = deflash_host::diff_reports(a, inspect(image));
+  const auto differences = deflash_host::diff_reports(a, inspect(image)).listed;
   ASSERT_EQ(differences.size(), 1u);
   EXPECT_EQ(deflash_host::difference_text(differences[0]),
             "section 0x08 rectification / header / timestamp: 2023-11-14 22:13:20 UTC -> "

@@ -6,18 +6,20 @@
 #include <cstdint>
 
 #include "deflash/de_config.h"
+#include "frame/flash_section.h"
 
 namespace deflash {
 
 /// The image covers 16 KiB of flash; bytes no block covers stay erased.
 constexpr std::size_t kDeImageBytes = 0x4000;
-constexpr uint8_t kErasedByte = 0xFF;
+/// The erased image the host writes to clear the configuration area.
+constexpr std::size_t kErasedDeImageBytes = 928;
 
 // Block header, 36 bytes, at the start of every block.
-constexpr std::size_t kBlockMagicOffset = 0;
-constexpr std::size_t kBlockCrcOffset = 4;
-constexpr std::size_t kBlockLengthOffset = 8;
-constexpr std::size_t kBlockFlashAddressOffset = 12;
+constexpr std::size_t kBlockMagicOffset = kSectionMagicOffset;
+constexpr std::size_t kBlockCrcOffset = kSectionCrcOffset;
+constexpr std::size_t kBlockLengthOffset = kSectionLengthOffset;
+constexpr std::size_t kBlockFlashAddressOffset = kSectionFlashAddressOffset;
 constexpr std::size_t kBlockFormatVersionOffset = 16;
 constexpr std::size_t kBlockConfigVersionOffset = 20;
 constexpr std::size_t kBlockPayloadMagicOffset = 24;
@@ -38,14 +40,6 @@ static_assert(kBlockCrcOffset == kBlockMagicOffset + 4 &&
 /// Version of this block layout, read by the device before the items.
 constexpr uint32_t kBlockFormatVersion = 2;
 
-/// Section magic: "FD", 's', type. Payload magic: "FD", 'a', type.
-constexpr uint32_t section_magic(uint8_t type) {
-  return (uint32_t{'F'} << 24) | (uint32_t{'D'} << 16) | (uint32_t{'s'} << 8) | type;
-}
-constexpr uint32_t payload_magic(uint8_t type) {
-  return (uint32_t{'F'} << 24) | (uint32_t{'D'} << 16) | (uint32_t{'a'} << 8) | type;
-}
-
 /// Where a block sits in the image and flash and what its items look like.
 struct de_block_layout {
   std::size_t image_offset;
@@ -58,22 +52,30 @@ struct de_block_layout {
   std::size_t digest_bytes;   ///< bytes the MD5 covers
 };
 
-// DPU item: digest (16), dpu_mode (32, digested), dpu_scheme_config (24).
-constexpr std::size_t kDpuItemBytes = 16 + sizeof(dpu_mode) + sizeof(dpu_scheme_config);
+// DPU item: digest (16), dpu_mode (32, digested), dpu_scheme_config (24),
+// both records as their bytes stand. The D2C and IR pre-ISP items are their
+// records (d2c_cfg_item, ir_pre_cfg_item) with the digest in `md5`.
+constexpr std::size_t kDpuItemModeOffset = kItemDigestBytes;
+constexpr std::size_t kDpuItemSchemeOffset = kDpuItemModeOffset + sizeof(dpu_mode);
+constexpr std::size_t kDpuItemBytes = kDpuItemSchemeOffset + sizeof(dpu_scheme_config);
 static_assert(kDpuItemBytes == 72, "DPU item is 72 bytes");
+static_assert(offsetof(d2c_cfg_item, md5) == 0 && sizeof(d2c_cfg_item{}.md5) == kItemDigestBytes &&
+                  offsetof(ir_pre_cfg_item, md5) == 0 &&
+                  sizeof(ir_pre_cfg_item{}.md5) == kItemDigestBytes,
+              "the group records open with their digest");
 
 constexpr de_block_layout kDpuBlock{
-    0x0000,        0x2000, section_magic(0x06), 0x14000, payload_magic(0x03),
-    kDpuItemBytes, 16,     sizeof(dpu_mode)};
+    0x0000,        0x2000,             section_magic(0x06), 0x14000, item_table_magic(0x03),
+    kDpuItemBytes, kDpuItemModeOffset, sizeof(dpu_mode)};
 // The D2C digest covers desc..flags (16..51) and the IR pre-ISP digest only
 // dpu_desc and the reserved word (16..35). Narrow on purpose: readers of the
 // image recompute exactly these ranges, so they must not be widened.
 constexpr de_block_layout kD2cBlock{
-    0x2000, 0x1000, section_magic(0x07), 0x16000, payload_magic(0x04), sizeof(d2c_cfg_item),
-    16,     36};
+    0x2000, 0x1000, section_magic(0x07), 0x16000, item_table_magic(0x04), sizeof(d2c_cfg_item),
+    offsetof(d2c_cfg_item, desc), 36};
 constexpr de_block_layout kIrPreBlock{
-    0x3000, 0x1000, section_magic(0x0E), 0x17000, payload_magic(0x0B), sizeof(ir_pre_cfg_item),
-    16,     20};
+    0x3000, 0x1000, section_magic(0x0E), 0x17000, item_table_magic(0x0B), sizeof(ir_pre_cfg_item),
+    offsetof(ir_pre_cfg_item, dpu_desc), 20};
 
 static_assert(kDpuBlock.section_magic == 0x46447306u && kDpuBlock.payload_magic == 0x46446103u,
               "DPU magics");

@@ -1,5 +1,5 @@
-// Little-endian writer and readers for flash images: every image is built
-// through these, never by casting a struct over the bytes.
+// Little-endian writer for flash images: every image is built through it,
+// never by casting a struct over the bytes (the readers are in byte_view.h).
 #ifndef DEFLASH_FRAME_BYTE_WRITER_H_
 #define DEFLASH_FRAME_BYTE_WRITER_H_
 
@@ -81,19 +81,6 @@ class byte_writer {
   std::size_t offset_;
   bool overflowed_ = false;
 };
-
-inline uint16_t load_u16_le(const uint8_t* p) { return static_cast<uint16_t>(p[0] | (p[1] << 8)); }
-
-inline uint32_t load_u32_le(const uint8_t* p) {
-  return uint32_t{p[0]} | (uint32_t{p[1]} << 8) | (uint32_t{p[2]} << 16) | (uint32_t{p[3]} << 24);
-}
-
-inline float load_f32_le(const uint8_t* p) {
-  const uint32_t bits = load_u32_le(p);
-  float v;
-  std::memcpy(&v, &bits, sizeof v);
-  return v;
-}
 
 inline void store_f32_le(uint8_t* p, float v) {
   uint32_t bits;

@@ -116,7 +116,13 @@ struct rectify_registers_state {
   DeRectifyStartRowsSection_S start_rows_sections[2];  ///< by camera_slot(); values new[]
 };
 
-/// The module's state.
+/// The record as the library is loaded: no camera prepared, no buffers,
+/// the register tables' addresses and masks with zero values.
+constexpr rectify_registers_state kInitialRectifyRegisters{
+    {}, {0, 0}, 0, {kInitialRefRegisterTable, kInitialTargetRegisterTable}, {},
+};
+
+/// The register part of the rectification's module record (rectify_state.cc).
 rectify_registers_state& rectify_registers();
 
 /// Register table of a camera (24 elements).

@@ -3,6 +3,7 @@
 #ifndef DEFLASH_HOST_IMAGE_BUILDERS_H_
 #define DEFLASH_HOST_IMAGE_BUILDERS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,6 +19,16 @@ namespace deflash_host {
 outcome build_calib_image(const calibration_inputs& inputs, int64_t timestamp,
                           const calibration_source_options& source, std::string& image,
                           std::string* raw_image);
+
+/// Buffer the library needs for the raw-calibration image of `configs`
+/// configurations: its header and one item per configuration (each adds at
+/// most one mode), a page multiple.
+std::size_t raw_calib_buffer_bytes(std::size_t configs);
+
+/// Buffer the library needs for the start-row image of `configs`
+/// configurations: the row count is only known inside the library, so room
+/// for the largest entry a 16-bit height allows per configuration.
+std::size_t start_row_buffer_bytes(std::size_t configs);
 
 /// Builds the start-row image of `inputs`; the outcome carries the
 /// library's console.
