@@ -51,20 +51,7 @@ std::string diff_json(const py::bytes& old_data, const py::bytes& new_data) {
                           " bytes cannot be compared with a " + a.kind + " file of " +
                           std::to_string(a.size) + " bytes");
   }
-  deflash_host::json doc = deflash_host::json::object();
-  doc["schema"] = deflash_host::kSchemaVersion;
-  doc["kind"] = a.kind;
-  deflash_host::json list = deflash_host::json::array();
-  for (const auto& d : deflash_host::diff_reports(a, b)) {
-    list.push_back({{"section", d.section},
-                    {"item", d.item},
-                    {"field", d.field},
-                    {"old", d.old_value},
-                    {"new", d.new_value}});
-  }
-  doc["equal"] = list.empty();
-  doc["differences"] = std::move(list);
-  return doc.dump();
+  return deflash_host::diff_json(a, b).dump();
 }
 
 #ifdef DEFLASH_WITH_PNG
