@@ -31,6 +31,8 @@ COMPARISONS = [
 ABSOLUTE_TARGETS = [
     ("Calibration image of the example module (two configurations)",
      "BM_CalibImageExampleModule", 10.0),
+    ("Row error of the example scene's rectified pair (1280x800)",
+     "BM_RowErrorExampleScene", 50.0),
 ]
 
 DESCRIPTIONS = {
@@ -55,6 +57,8 @@ DESCRIPTIONS = {
     "BM_DepthEngineImageExampleModule":
         "depth-engine image in memory: dpu_close, dpu_long, d2c, ir_pre",
     "BM_IniLoad2000Keys": "INI document of 2,000 keys read from a file",
+    "BM_RowErrorExampleScene":
+        "rectify-check's row-error measurement, example scene rectified, 1280x800 pair",
 }
 
 

@@ -34,9 +34,10 @@ if "$tool" inspect --help >/dev/null 2>&1; then
   "$tool" inspect out/calib.bin
 fi
 # The example scene rectified (left_rectified.png, right_rectified.png,
-# side_by_side.png) and its depth reprojected into the RGB camera
-# (depth_in_rgb.png), all in out/.
+# side_by_side.png), its row error measured (row_error.png, PASS or FAIL) and
+# its depth reprojected into the RGB camera (depth_in_rgb.png) and laid over
+# the colour picture (depth_over_rgb.png), all in out/.
 "$tool" rectify-check --calibration "$module/calibration.json" \
   --config "$module/calib_close.ini" \
   --left "$module/scene_left.png" --right "$module/scene_right.png" \
-  --depth "$module/scene_depth.png" --out-dir out
+  --depth "$module/scene_depth.png" --rgb "$module/scene_rgb.png" --out-dir out

@@ -23,7 +23,9 @@
 #ifndef _WIN32
 #include <unistd.h>
 
+#include "host/batch/batch_interrupt.h"
 #include "host/batch/batch_module_build.h"
+#include "host/batch/batch_paths.h"
 #include "host/batch/batch_report.h"
 #include "host/batch/process_pool.h"
 #endif
@@ -81,21 +83,41 @@ int check_options(const batch_options& options, int64_t& timestamp) {
   return kExitOk;
 }
 
-/// The report is written last: refuse a folder that is not there before any work.
-int check_report_folder(const std::string& report) {
-  if (report.empty()) return kExitOk;
-  const fs::path folder = fs::path(report).parent_path();
+/// The modules the manifest or the folder lists; kExitOk or the exit code.
+int list_modules(const batch_options& options, bool from_folders,
+                 std::vector<batch_module>& modules) {
+  std::string error;
+  const bool listed = from_folders ? read_module_folders(options.source, options.out_dir,
+                                                         options.configs, modules, error)
+                                   : read_manifest(options.source, options.configs, modules, error);
+  return listed ? kExitOk : report_failure(kExitUsage, error);
+}
+
+/// The report is written last: refuse before any work a report that would
+/// replace a file the batch reads or writes, or whose folder is not there
+/// (the output folder, which the batch creates, excepted).
+int check_report_path(const batch_options& options, bool from_folders,
+                      const std::vector<batch_module>& modules) {
+  if (options.report.empty()) return kExitOk;
+  const std::string conflict =
+      report_conflict(options.report, batch_input_files(options.source, from_folders, modules),
+                      batch_output_files(options.out_dir, modules));
+  if (!conflict.empty()) return report_failure(kExitUsage, conflict);
+  const fs::path folder = fs::path(options.report).parent_path();
   std::error_code ec;
-  if (!folder.empty() && !fs::is_directory(folder, ec)) {
-    return report_failure(
-        kExitUsage, report + ": cannot be written (no folder " + folder.generic_string() + ")");
+  const bool out_dir = !folder.empty() && fs::weakly_canonical(folder, ec) ==
+                                              fs::weakly_canonical(options.out_dir, ec);
+  if (!folder.empty() && !out_dir && !fs::is_directory(folder, ec)) {
+    return report_failure(kExitUsage, options.report + ": cannot be written (no folder " +
+                                          folder.generic_string() + ")");
   }
   return kExitOk;
 }
 
-int prepare_out_dir(const std::string& out_dir) {
+/// Creates the output folder; `created` tells whether this run made it.
+int prepare_out_dir(const std::string& out_dir, bool& created) {
   std::error_code ec;
-  fs::create_directories(out_dir, ec);
+  created = fs::create_directories(out_dir, ec);
   if (!fs::is_directory(out_dir)) {
     return report_failure(kExitUsage, out_dir + ": cannot be created (" +
                                           (ec ? ec.message() : std::string("it is not a folder")) +
@@ -104,47 +126,38 @@ int prepare_out_dir(const std::string& out_dir) {
   return kExitOk;
 }
 
-int run_batch(const batch_options& options) {
-  int64_t timestamp = 0;
-  if (const int status = check_options(options, timestamp); status != kExitOk) return status;
-  if (const int status = check_report_folder(options.report); status != kExitOk) return status;
-
+/// A report that cannot be written is found before the modules are built:
+/// a scratch file goes where it will go.
+int probe_report(const std::string& report) {
+  if (report.empty()) return kExitOk;
   std::error_code ec;
-  const bool from_folders = fs::is_directory(options.source, ec);
-  std::vector<batch_module> modules;
+  if (fs::exists(fs::symlink_status(report, ec)) && !fs::is_regular_file(report, ec)) {
+    return report_failure(kExitUsage,
+                          report + ": cannot be written (it exists and is not a regular file)");
+  }
   std::string error;
-  const bool listed = from_folders ? read_module_folders(options.source, options.out_dir,
-                                                         options.configs, modules, error)
-                                   : read_manifest(options.source, options.configs, modules, error);
-  if (!listed) return report_failure(kExitUsage, error);
-  if (const int status = prepare_out_dir(options.out_dir); status != kExitOk) return status;
+  const std::string scratch = reserve_temporary(report, error);
+  if (scratch.empty()) return report_failure(kExitUsage, error);
+  std::remove(scratch.c_str());
+  return kExitOk;
+}
 
-  batch_settings settings;
-  settings.out_dir = options.out_dir;
-  settings.timestamp = timestamp;
-  settings.output = options.output;
-  settings.allow_implausible = options.allow_implausible;
-
-  batch_totals totals;
-  totals.modules = modules.size();
-  totals.jobs =
-      options.jobs_given ? options.jobs : std::max(1u, std::thread::hardware_concurrency());
-  totals.jobs = std::min(totals.jobs, std::max<std::size_t>(1, modules.size()));
-  totals.timestamp = timestamp;
-
-  std::vector<module_result> results(modules.size());
+/// Builds every module in worker processes until done or interrupted.
+void build_modules(const std::vector<batch_module>& modules, const batch_settings& settings,
+                   const interrupt_watch& interrupt, batch_totals& totals,
+                   std::vector<module_result>& results, std::string& error, bool& all_started) {
   std::vector<bool> finished(modules.size(), false);
   const auto start = std::chrono::steady_clock::now();
   const auto elapsed = [&start] {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   };
   batch_progress progress(modules.size(), ::isatty(STDOUT_FILENO) != 0);
-  const bool all_started = run_in_processes(
+  all_started = run_in_processes(
       modules.size(), totals.jobs,
       [&](std::size_t i) {
         // Ctrl-C stops the batch, not a module halfway: the worker finishes
-        // the module it began, all of its images or none, and then ends on
-        // the pipe of the driver that is gone.
+        // the module it began, all of its images or none, and the driver
+        // waits for it before it reports.
         std::signal(SIGINT, SIG_IGN);
         std::signal(SIGTERM, SIG_IGN);
         return encode_result(build_module(modules[i], settings));
@@ -161,34 +174,85 @@ int run_batch(const batch_options& options) {
         finished[i] = true;
         progress.module_done(modules[i].name, result, elapsed());
       },
-      error);
+      error, [&interrupt] { return interrupt.requested(); });
   progress.finish();
   for (std::size_t i = 0; i < modules.size(); ++i) {
+    if (!finished[i] && interrupt.requested()) {
+      results[i].not_started = true;
+      ++totals.not_started;
+      continue;
+    }
     if (!finished[i]) {
       results[i].error = "not built: " + error;
       results[i].messages.push_back(results[i].error);
     }
-    if (results[i].written) {
-      ++totals.written;
-    } else {
-      ++totals.failed;
-    }
+    ++(results[i].written ? totals.written : totals.failed);
   }
+  if (interrupt.requested()) totals.interrupted_by = interrupt.signal_name();
   totals.seconds = elapsed();
-  std::fputs(batch_summary(totals, modules, results).c_str(), stdout);
+}
 
+/// The summary and the report of what was built; the batch's exit code.
+int finish_batch(const batch_options& options, bool from_folders,
+                 const std::vector<batch_module>& modules, const batch_totals& totals,
+                 const std::vector<module_result>& results, bool all_started,
+                 const std::string& pool_error) {
+  std::fputs(batch_summary(totals, modules, results).c_str(), stdout);
   int status = totals.failed > 0 ? kExitFailure : kExitOk;
-  if (!all_started) status = report_failure(kExitUsage, error);
-  if (!options.report.empty()) {
-    std::vector<std::string> inputs;
-    if (!from_folders) inputs.push_back(options.source);
-    if (!write_outputs(inputs, {{options.report, batch_report_json(totals, modules, results)}},
-                       options.output, error)) {
-      return report_failure(kExitUsage, error);
-    }
-    std::printf("wrote %s\n", options.report.c_str());
+  if (!all_started) status = report_failure(kExitUsage, pool_error);
+  if (!totals.interrupted_by.empty()) status = kInterruptedExitCode;
+  if (options.report.empty()) return status;
+  std::vector<std::string> inputs;
+  if (!from_folders) inputs.push_back(options.source);
+  std::string error;
+  if (!write_outputs(inputs, {{options.report, batch_report_json(totals, modules, results)}},
+                     options.output, error)) {
+    return report_failure(kExitUsage, error);
   }
+  std::printf("wrote %s\n", options.report.c_str());
   return status;
+}
+
+int run_batch(const batch_options& options) {
+  int64_t timestamp = 0;
+  if (const int status = check_options(options, timestamp); status != kExitOk) return status;
+  std::error_code ec;
+  const bool from_folders = fs::is_directory(options.source, ec);
+  std::vector<batch_module> modules;
+  if (const int status = list_modules(options, from_folders, modules); status != kExitOk) {
+    return status;
+  }
+  if (const int status = check_report_path(options, from_folders, modules); status != kExitOk) {
+    return status;
+  }
+  bool created = false;
+  if (const int status = prepare_out_dir(options.out_dir, created); status != kExitOk) {
+    return status;
+  }
+  if (const int status = probe_report(options.report); status != kExitOk) {
+    if (created) fs::remove(options.out_dir, ec);
+    return status;
+  }
+
+  batch_settings settings;
+  settings.out_dir = options.out_dir;
+  settings.timestamp = timestamp;
+  settings.output = options.output;
+  settings.allow_implausible = options.allow_implausible;
+  batch_totals totals;
+  totals.modules = modules.size();
+  totals.jobs =
+      options.jobs_given ? options.jobs : std::max(1u, std::thread::hardware_concurrency());
+  totals.jobs = std::min(totals.jobs, std::max<std::size_t>(1, modules.size()));
+  totals.timestamp = timestamp;
+
+  // From here a signal stops the handing out of modules, not the driver.
+  const interrupt_watch interrupt;
+  std::vector<module_result> results(modules.size());
+  std::string error;
+  bool all_started = true;
+  build_modules(modules, settings, interrupt, totals, results, error, all_started);
+  return finish_batch(options, from_folders, modules, totals, results, all_started, error);
 }
 
 #endif

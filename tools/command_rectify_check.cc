@@ -1,10 +1,14 @@
 // `deflash rectify-check`: converts one camera mode, then rectifies a left and
 // right IR picture and reprojects a depth picture into the RGB camera with the
-// library's debug check, so an engineer can see whether the rows line up.
+// library's debug check, measures how far apart the rows of matched points
+// are, and passes or fails the mode on that.
+#include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -17,6 +21,10 @@
 #include "host/files/safe_output.h"
 #include "host/images/calibration_inputs.h"
 #include "host/images/converted_geometry.h"
+#include "host/measure/depth_overlay.h"
+#include "host/measure/error_picture.h"
+#include "host/measure/row_error.h"
+#include "rectify_check_json.h"
 
 namespace deflash_cli {
 namespace {
@@ -32,15 +40,28 @@ constexpr uint32_t kDebugFormat16Bit = 2;
 constexpr const char* kLeftName = "left_rectified.png";
 constexpr const char* kRightName = "right_rectified.png";
 constexpr const char* kSideBySideName = "side_by_side.png";
+constexpr const char* kRowErrorName = "row_error.png";
 constexpr const char* kDepthName = "depth_in_rgb.png";
+constexpr const char* kDepthOverRgbName = "depth_over_rgb.png";
 
 struct rectify_check_options {
   calibration_source_options source;
   std::string left;
   std::string right;
   std::string depth;
+  std::string rgb;
   std::string out_dir;
+  double max_row_error = kDefaultMaxRowError;
+  bool json = false;
   output_options output;
+};
+
+/// A picture ready to be written: its name in the folder, what the "wrote"
+/// line says of it, and its PNG bytes.
+struct encoded_picture {
+  const char* name;
+  std::string description;
+  std::string png;
 };
 
 /// Reads and decodes one picture; returns kExitOk or the failure after its line.
@@ -51,6 +72,24 @@ int load_picture(const std::string& path, gray_image& image) {
     return report_failure(kExitUsage, error);
   }
   switch (decode_gray_image(path, bytes, image, error)) {
+    case picture_status::ok:
+      return kExitOk;
+    case picture_status::unknown:
+      return report_failure(kExitUsage, error);
+    case picture_status::rejected:
+      break;
+  }
+  return report_failure(kExitFailure, error);
+}
+
+/// Reads and decodes the RGB camera's colour picture, as load_picture does.
+int load_colour_picture(const std::string& path, colour_image& image) {
+  std::string bytes;
+  std::string error;
+  if (!read_file_bytes(path, bytes, error, kMaxPictureInputBytes)) {
+    return report_failure(kExitUsage, error);
+  }
+  switch (decode_colour_png(path, bytes, image, error)) {
     case picture_status::ok:
       return kExitOk;
     case picture_status::unknown:
@@ -131,6 +170,26 @@ gray_image side_by_side(const gray_image& left, const gray_image& right) {
   return both;
 }
 
+gray_view view_of(const gray_image& image) {
+  return {image.width, image.height, image.pixels.data()};
+}
+
+/// The folder the pictures go to, created as batch creates its own; one
+/// line and kExitUsage when it cannot be.
+int prepare_out_dir(const std::string& out_dir) {
+  namespace fs = std::filesystem;
+  if (out_dir.empty()) return kExitOk;
+  std::error_code ec;
+  if (fs::is_directory(out_dir, ec)) return kExitOk;
+  fs::create_directories(out_dir, ec);
+  if (!fs::is_directory(out_dir)) {
+    return report_failure(kExitUsage, out_dir + ": cannot be created (" +
+                                          (ec ? ec.message() : std::string("it is not a folder")) +
+                                          ")");
+  }
+  return kExitOk;
+}
+
 std::string output_path(const std::string& dir, const char* name) {
   if (dir.empty()) return name;
   const char last = dir.back();
@@ -141,6 +200,14 @@ int run_rectify_check(const rectify_check_options& options) {
   if (options.source.configs.size() != 1) {
     return report_failure(kExitUsage,
                           "rectify-check takes exactly one --config: one camera mode is checked");
+  }
+  if (!(options.max_row_error > 0.0) || !std::isfinite(options.max_row_error)) {
+    return report_failure(kExitUsage, "--max-row-error must be a positive number of pixels");
+  }
+  if (!options.rgb.empty() && options.depth.empty()) {
+    return report_failure(kExitUsage,
+                          "--rgb needs --depth: the depth reprojected into the RGB camera is what "
+                          "is laid over the colour picture");
   }
   calibration_inputs inputs;
   if (const int status = show(inputs.load(options.source), options.source.level());
@@ -156,6 +223,13 @@ int run_rectify_check(const rectify_check_options& options) {
   const bool with_depth = !options.depth.empty();
   if (with_depth) {
     if (const int status = load_picture(options.depth, depth); status != kExitOk) return status;
+  }
+  colour_image colour;
+  const bool with_rgb = !options.rgb.empty();
+  if (with_rgb) {
+    if (const int status = load_colour_picture(options.rgb, colour); status != kExitOk) {
+      return status;
+    }
   }
   if (left.bits != right.bits) {
     return report_failure(kExitFailure, options.left + " has " + std::to_string(left.bits) +
@@ -203,6 +277,12 @@ int run_rectify_check(const rectify_check_options& options) {
       return status;
     }
   }
+  if (with_rgb && (colour.width != geometry.rgb.width || colour.height != geometry.rgb.height)) {
+    return report_failure(kExitFailure, options.rgb + ": " +
+                                            size_text(colour.width, colour.height) +
+                                            " pixels, but the depth-to-colour RGB image is " +
+                                            size_text(geometry.rgb.width, geometry.rgb.height));
+  }
   for (const image_size* size : {&geometry.left_rectified, &geometry.right_rectified}) {
     if (size->width <= 0 || size->height <= 0) {
       return report_failure(kExitFailure, "the rectified image is " +
@@ -233,11 +313,46 @@ int run_rectify_check(const rectify_check_options& options) {
       from_check_bytes(as_bytes(right_out, pixel_count(geometry.right_rectified) * sample_bytes),
                        geometry.right_rectified, left.bits);
 
-  std::vector<std::pair<const char*, gray_image>> pictures;
-  pictures.emplace_back(kLeftName, left_rect);
-  pictures.emplace_back(kRightName, right_rect);
-  pictures.emplace_back(kSideBySideName, side_by_side(left_rect, right_rect));
-  if (with_depth) {
+  row_error_options measure_options;
+  measure_options.max_row_error = options.max_row_error;
+  const row_error_result row_error =
+      measure_row_error(view_of(left_rect), view_of(right_rect), measure_options);
+  if (row_error.status == row_error_status::bad_input) {
+    return report_failure(kExitFailure, row_error.message);
+  }
+
+  std::vector<encoded_picture> pictures;
+  const char* failed = nullptr;
+  const auto add_gray = [&](const char* name, const gray_image& picture) {
+    std::string png;
+    if (!encode_png(picture, png, error)) {
+      failed = name;
+      return false;
+    }
+    pictures.push_back(
+        {name,
+         size_text(picture.width, picture.height) + ", " + std::to_string(picture.bits) + "-bit",
+         std::move(png)});
+    return true;
+  };
+  const auto add_colour = [&](const char* name, rgb_picture picture) {
+    colour_image out;
+    out.width = picture.width;
+    out.height = picture.height;
+    out.rgb = std::move(picture.rgb);
+    std::string png;
+    if (!encode_colour_png(out, png, error)) {
+      failed = name;
+      return false;
+    }
+    pictures.push_back({name, size_text(out.width, out.height) + ", 8-bit RGB", std::move(png)});
+    return true;
+  };
+  bool encoded =
+      add_gray(kLeftName, left_rect) && add_gray(kRightName, right_rect) &&
+      add_gray(kSideBySideName, side_by_side(left_rect, right_rect)) &&
+      add_colour(kRowErrorName, draw_row_error(view_of(left_rect), left_rect.bits, row_error));
+  if (encoded && with_depth) {
     if (geometry.rgb.width <= 0 || geometry.rgb.height <= 0) {
       return report_failure(kExitFailure, "the RGB image of the depth-to-colour record is " +
                                               size_text(geometry.rgb.width, geometry.rgb.height) +
@@ -251,30 +366,52 @@ int run_rectify_check(const rectify_check_options& options) {
     in_rgb.height = geometry.rgb.height;
     in_rgb.bits = 16;
     in_rgb.pixels = std::move(depth_out);
-    pictures.emplace_back(kDepthName, std::move(in_rgb));
+    encoded = add_gray(kDepthName, in_rgb);
+    if (encoded && with_rgb) {
+      rgb_picture photo;
+      photo.width = colour.width;
+      photo.height = colour.height;
+      photo.rgb = std::move(colour.rgb);
+      encoded = add_colour(kDepthOverRgbName, overlay_depth(photo, view_of(in_rgb)));
+    }
+  }
+  if (!encoded) {
+    return report_failure(kExitUsage, output_path(options.out_dir, failed) + ": " + error);
   }
 
   std::vector<output_file> outputs;
-  for (const auto& picture : pictures) {
-    std::string png;
-    if (!encode_png(picture.second, png, error)) {
-      return report_failure(kExitUsage, output_path(options.out_dir, picture.first) + ": " + error);
-    }
-    outputs.push_back({output_path(options.out_dir, picture.first), std::move(png)});
+  outputs.reserve(pictures.size());
+  for (const encoded_picture& picture : pictures) {
+    outputs.push_back({output_path(options.out_dir, picture.name), picture.png});
   }
   std::vector<std::string> input_files = inputs.input_files();
   input_files.push_back(options.left);
   input_files.push_back(options.right);
   if (with_depth) input_files.push_back(options.depth);
+  if (with_rgb) input_files.push_back(options.rgb);
+  if (const int status = prepare_out_dir(options.out_dir); status != kExitOk) return status;
   if (!write_outputs(input_files, outputs, options.output, error)) {
     return report_failure(kExitUsage, error);
   }
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    const gray_image& picture = pictures[i].second;
-    std::printf("wrote %s (%s, %d-bit)\n", outputs[i].path.c_str(),
-                size_text(picture.width, picture.height).c_str(), picture.bits);
+
+  if (options.json) {
+    std::vector<std::pair<std::string, std::string>> written;
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+      written.emplace_back(pictures[i].name, outputs[i].path);
+    }
+    std::printf("%s\n", rectify_check_json(row_error, written).dump(2).c_str());
+  } else {
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+      std::printf("wrote %s (%s)\n", outputs[i].path.c_str(), pictures[i].description.c_str());
+    }
+    for (const std::string& line : row_error_region_lines(row_error)) {
+      std::printf("%s\n", line.c_str());
+    }
+    if (row_error.measured()) std::printf("%s\n", row_error_verdict_line(row_error).c_str());
   }
-  return kExitOk;
+  std::fflush(stdout);
+  if (!row_error.measured()) return report_failure(kExitFailure, row_error.message);
+  return row_error.passed() ? kExitOk : kExitFailure;
 }
 
 }  // namespace
@@ -284,7 +421,9 @@ void add_rectify_check_command(CLI::App& app, int& exit_code) {
   CLI::App* command = app.add_subcommand(
       "rectify-check",
       "Rectify a left/right IR picture pair (and reproject a depth picture into the RGB camera) "
-      "with one camera mode's calibration, as PNG pictures");
+      "with one camera mode's calibration, as PNG pictures, and measure the row error of the "
+      "rectified pair: exit 0 when its mean is within --max-row-error, 1 when not "
+      "(docs/rectify-check.md)");
   add_calibration_source_options(*command, options->source);
   command->add_option("--left", options->left, "Left IR picture: 8- or 16-bit PNG or PGM (P5)")
       ->required();
@@ -293,11 +432,19 @@ void add_rectify_check_command(CLI::App& app, int& exit_code) {
   command->add_option("--depth", options->depth,
                       "Depth picture (16-bit PNG or PGM) of the depth camera, to reproject "
                       "into the RGB camera");
+  command->add_option("--rgb", options->rgb,
+                      "Colour picture (PNG) of the RGB camera, with --depth: the reprojected "
+                      "depth is laid over it in depth_over_rgb.png");
   command
       ->add_option("--out-dir", options->out_dir,
-                   "Folder for left_rectified.png, right_rectified.png, side_by_side.png and "
-                   "depth_in_rgb.png")
+                   "Folder for left_rectified.png, right_rectified.png, side_by_side.png, "
+                   "row_error.png, depth_in_rgb.png and depth_over_rgb.png; created when missing")
       ->required();
+  command->add_option("--max-row-error", options->max_row_error,
+                      "Limit on the mean row error of matched points, in rectified pixels "
+                      "(default 0.5)");
+  command->add_flag("--json", options->json,
+                    "Print one JSON document instead of the lines (docs/rectify-check-json.md)");
   add_force_option(*command, options->output);
   command->callback([options, &exit_code] { exit_code = run_rectify_check(*options); });
 }

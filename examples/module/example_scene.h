@@ -98,6 +98,15 @@ inline double grey(const scene& world, int plane_index, double s, double t) {
   return value;
 }
 
+/// Colour of a plane at (s, t) for the RGB camera: the grey level tinted
+/// blue-grey on the wall and warm on the box, so that the box's outline in
+/// colour can be compared with its outline in depth.
+inline void colour(const scene& world, int plane_index, double s, double t, double rgb[3]) {
+  static constexpr double kTint[2][3] = {{0.85, 0.95, 1.1}, {1.15, 0.85, 0.6}};
+  const double level = grey(world, plane_index, s, t);
+  for (int c = 0; c < 3; ++c) rgb[c] = level * kTint[plane_index == 0 ? 0 : 1][c];
+}
+
 struct hit {
   bool found = false;
   int plane = -1;
@@ -155,10 +164,13 @@ inline camera camera_of(const SocCalibParams_S& calib, int index) {
   cam.height = static_cast<int>(c.height);
   cam.camera_from_left.setIdentity();
   cam.translation.setZero();
-  if (index == kCameraRightIr) {
-    cam.camera_from_left = rotation_from_angles(calib.right_extrinsics);
-    cam.translation = Eigen::Vector3d(calib.right_extrinsics[3], calib.right_extrinsics[4],
-                                      calib.right_extrinsics[5]);
+  // Both extrinsics blocks carry the left IR camera's pose in that camera.
+  const float* extrinsics = index == kCameraRightIr ? calib.right_extrinsics
+                            : index == kCameraRgb   ? calib.rgb_extrinsics
+                                                    : nullptr;
+  if (extrinsics != nullptr) {
+    cam.camera_from_left = rotation_from_angles(extrinsics);
+    cam.translation = Eigen::Vector3d(extrinsics[3], extrinsics[4], extrinsics[5]);
   }
   return cam;
 }

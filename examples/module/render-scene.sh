@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Regenerates the example scene pictures scene_left.png, scene_right.png and
-# scene_depth.png in examples/module/ from calibration.json and
-# calib_close.ini (render_scene.cc; the scene is example_scene.h).
+# Regenerates the example scene pictures scene_left.png, scene_right.png,
+# scene_depth.png and scene_rgb.png in examples/module/ from calibration.json
+# and calib_close.ini (render_scene.cc; the scene is example_scene.h).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 

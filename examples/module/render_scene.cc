@@ -1,7 +1,8 @@
 // Renders the example scene through the example module's calibration: the
 // left and right IR pictures (8-bit PNG, with the lens distortion and the
-// right camera's pose) and the depth picture of the depth camera (16-bit PNG,
-// millimetres along the rectified optical axis, 0 where nothing is hit).
+// right camera's pose), the depth picture of the depth camera (16-bit PNG,
+// millimetres along the rectified optical axis, 0 where nothing is hit) and
+// the RGB camera's colour picture (8-bit RGB PNG).
 // Usage: render_example_scene CALIBRATION.json CONFIG.ini OUT_DIR
 #include <cmath>
 #include <cstdio>
@@ -36,6 +37,29 @@ deflash_host::gray_image render_ir(const example_scene::scene& world, const came
       const double value = std::round(example_scene::grey(world, h.plane, h.s, h.t));
       image.pixels[static_cast<std::size_t>(y) * cam.width + x] =
           static_cast<uint16_t>(std::fmin(255.0, std::fmax(0.0, value)));
+    }
+  }
+  return image;
+}
+
+deflash_host::colour_image render_rgb(const example_scene::scene& world, const camera& cam) {
+  deflash_host::colour_image image;
+  image.width = cam.width;
+  image.height = cam.height;
+  image.rgb.assign(static_cast<std::size_t>(cam.width) * cam.height * 3, 0);
+  for (int y = 0; y < cam.height; ++y) {
+    for (int x = 0; x < cam.width; ++x) {
+      Eigen::Vector3d from;
+      Eigen::Vector3d direction;
+      example_scene::pixel_ray(cam, x, y, from, direction);
+      const example_scene::hit h = example_scene::cast(world, from, direction);
+      if (!h.found) continue;
+      double rgb[3];
+      example_scene::colour(world, h.plane, h.s, h.t, rgb);
+      for (int c = 0; c < 3; ++c) {
+        image.rgb[(static_cast<std::size_t>(y) * cam.width + x) * 3 + c] =
+            static_cast<uint8_t>(std::fmin(255.0, std::fmax(0.0, std::round(rgb[c]))));
+      }
     }
   }
   return image;
@@ -113,6 +137,10 @@ int main(int argc, char** argv) {
     if (!deflash_host::encode_png(picture.second, png, error)) return fail(error);
     outputs.push_back({out_dir + "/" + picture.first, std::move(png)});
   }
+  std::string rgb_png;
+  const camera rgb = example_scene::camera_of(calibration.params, kCameraRgb);
+  if (!deflash_host::encode_colour_png(render_rgb(world, rgb), rgb_png, error)) return fail(error);
+  outputs.push_back({out_dir + "/scene_rgb.png", std::move(rgb_png)});
   if (!deflash_host::write_outputs({argv[1], argv[2]}, outputs, {}, error)) return fail(error);
   for (const auto& output : outputs) {
     std::printf("wrote %s (%s bytes)\n", output.path.c_str(),

@@ -64,14 +64,43 @@ batch_configs merged(const batch_configs& given, const batch_configs& listed) {
 
 /// Why a set of shared configuration files cannot build every image, or empty.
 std::string configs_problem(const batch_configs& configs, const std::string& calib_hint,
-                            const std::string& deconfig_hint) {
+                            const std::string& deconfig_hint, const std::string& dpu_hint) {
   if (configs.calib.empty()) return "no calibration configuration: " + calib_hint;
   const deconfig_sources& de = configs.deconfig;
   if ((de.d2c.empty() || de.ir_pre.empty()) &&
       !(de.d2c.empty() && de.ir_pre.empty() && de.dpu.empty())) {
     return "the depth-engine image needs both a D2C and an IR pre-ISP file: " + deconfig_hint;
   }
+  // Without a DPU file the image's DPU block stays erased flash, which no
+  // depth engine (and no inspect) takes.
+  if (!de.d2c.empty() && de.dpu.empty()) {
+    return "the depth-engine image needs a DPU file: " + dpu_hint;
+  }
   return std::string();
+}
+
+/// Every file of `configs`, in the order the images read them.
+std::vector<std::string> config_files(const batch_configs& configs) {
+  std::vector<std::string> files = configs.calib;
+  if (!configs.deconfig.d2c.empty()) {
+    for (const std::string& file : configs.deconfig.files()) files.push_back(file);
+  }
+  return files;
+}
+
+/// A shared file that cannot be read would fail every module alike: it is a
+/// mistake of the list, said once. `lines` holds where the manifest named a
+/// file; files from the command line have none.
+bool shared_files_readable(const batch_configs& configs, const std::string& manifest,
+                           const std::map<std::string, std::size_t>& lines, std::string& error) {
+  for (const std::string& file : config_files(configs)) {
+    std::string why;
+    if (check_input_file(file, kMaxTextInputBytes, why)) continue;
+    const auto line = lines.find(file);
+    error = line == lines.end() ? why : manifest + ":" + std::to_string(line->second) + ": " + why;
+    return false;
+  }
+  return true;
 }
 
 void apply(const batch_configs& configs, batch_module& module) {
@@ -115,6 +144,7 @@ bool read_manifest(const std::string& path, const batch_configs& given,
   const fs::path base = fs::path(path).parent_path();
   batch_configs listed;
   std::map<std::string, std::size_t> name_lines;
+  std::map<std::string, std::size_t> setting_lines;
   std::istringstream lines(text);
   std::string line;
   std::size_t number = 0;
@@ -132,6 +162,7 @@ bool read_manifest(const std::string& path, const batch_configs& given,
       std::string what;
       const std::string value = trim(line.substr(line.find('=') + 1));
       if (!read_setting(fields[0], value, base, listed, what)) return fail(what);
+      setting_lines.emplace(resolve(base, value), number);
       continue;
     }
     if (fields.size() > 3) return fail("a module line is NAME CALIBRATION.json [SERIAL]");
@@ -161,11 +192,13 @@ bool read_manifest(const std::string& path, const batch_configs& given,
   }
   const batch_configs configs = merged(given, listed);
   const std::string problem = configs_problem(configs, "give \"config = INI\" lines or --config",
-                                              "give \"d2c = INI\" and \"ir-pre = INI\"");
+                                              "give \"d2c = INI\" and \"ir-pre = INI\"",
+                                              "give \"dpu = INI\" lines or --dpu");
   if (!problem.empty()) {
     error = path + ": " + problem;
     return false;
   }
+  if (!shared_files_readable(configs, path, setting_lines, error)) return false;
   for (batch_module& module : modules) apply(configs, module);
   return true;
 }
@@ -238,7 +271,16 @@ bool read_module_folders(const std::string& folder, const std::string& skip,
     if (!entry.is_directory(entry_ec)) continue;
     const std::string name = entry.path().filename().string();
     if (name.empty() || name[0] == '.') continue;
-    if (!skip.empty() && fs::equivalent(entry.path(), skip, entry_ec)) continue;
+    if (!skip.empty() && fs::equivalent(entry.path(), skip, entry_ec)) {
+      // An output folder from an earlier run is no module; a module's own
+      // folder as the output folder would silently drop the module.
+      if (fs::exists(entry.path() / "calibration.json", entry_ec)) {
+        error = skip + ": the output folder is the module folder " + name + " of " + folder +
+                "; give --out-dir outside the module folders";
+        return false;
+      }
+      continue;
+    }
     folders.push_back(entry.path());
   }
   if (ec) {
@@ -251,6 +293,7 @@ bool read_module_folders(const std::string& folder, const std::string& skip,
   }
   std::sort(folders.begin(), folders.end(),
             [](const fs::path& a, const fs::path& b) { return a.filename() < b.filename(); });
+  if (!shared_files_readable(given, folder, {}, error)) return false;
   const batch_configs shared = folder_configs(root);
   for (const fs::path& path : folders) {
     batch_module module;
@@ -263,7 +306,8 @@ bool read_module_folders(const std::string& folder, const std::string& skip,
     const batch_configs configs = merged(given, over(folder_configs(path), shared));
     const std::string problem =
         configs_problem(configs, "put calib*.ini in it or in " + folder + ", or give --config",
-                        "put d2c.ini and ir_pre.ini in it or in " + folder);
+                        "put d2c.ini and ir_pre.ini in it or in " + folder,
+                        "put dpu*.ini in it or in " + folder + ", or give --dpu");
     if (module.problem.empty() && !problem.empty()) {
       module.problem = path.generic_string() + ": " + problem;
     }

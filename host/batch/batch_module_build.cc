@@ -108,6 +108,17 @@ bool build_isolated(const std::function<outcome(std::string&)>& build, std::stri
   return true;
 }
 
+/// Loads the module's calibration and configurations, then runs `build` on
+/// them: how each calibration image of a module starts.
+outcome from_inputs(const calibration_source_options& source,
+                    const std::function<outcome(const calibration_inputs&)>& build) {
+  calibration_inputs inputs;
+  outcome result = inputs.load(source);
+  if (!result.ok()) return result;
+  result.append(build(inputs));
+  return result;
+}
+
 module_result build_and_write(const batch_module& module, const batch_settings& settings,
                               const fs::path& folder) {
   module_result result;
@@ -122,25 +133,21 @@ module_result build_and_write(const batch_module& module, const batch_settings& 
   std::string calib_image;
   const bool calib_built = build_isolated(
       [&](std::string& image) {
-        calibration_inputs inputs;
-        outcome result = inputs.load(source);
-        if (!result.ok()) return result;
-        if (module.has_serial) {
-          set_soc_sn(module.serial.parts[0], module.serial.parts[1], module.serial.parts[2]);
-        }
-        result.append(build_calib_image(inputs, settings.timestamp, source, image, nullptr));
-        return result;
+        return from_inputs(source, [&](const calibration_inputs& inputs) {
+          if (module.has_serial) {
+            set_soc_sn(module.serial.parts[0], module.serial.parts[1], module.serial.parts[2]);
+          }
+          return build_calib_image(inputs, settings.timestamp, source, image, nullptr);
+        });
       },
       calib_image, result);
   if (!calib_built) return result;
   std::string startrow_image;
   const bool startrow_built = build_isolated(
       [&](std::string& image) {
-        calibration_inputs inputs;
-        outcome result = inputs.load(source);
-        if (!result.ok()) return result;
-        result.append(build_startrow_image(inputs, source, image));
-        return result;
+        return from_inputs(source, [&](const calibration_inputs& inputs) {
+          return build_startrow_image(inputs, source, image);
+        });
       },
       startrow_image, result);
   if (!startrow_built) return result;

@@ -68,8 +68,16 @@ std::string batch_summary(const batch_totals& totals, const std::vector<batch_mo
                      " failed in " + fixed(totals.seconds, 2) + " s (" +
                      fixed(totals.modules_per_second(), 1) + " modules/s, " +
                      std::to_string(totals.jobs) + (totals.jobs == 1 ? " job" : " jobs") + ")\n";
+  if (!totals.interrupted_by.empty()) {
+    text += "batch: interrupted by " + totals.interrupted_by + "; " +
+            std::to_string(totals.not_started) + " modules not started\n";
+  }
   for (std::size_t i = 0; i < results.size(); ++i) {
-    if (!results[i].written) text += "failed: " + modules[i].name + ": " + results[i].error + "\n";
+    if (results[i].not_started) {
+      text += "not started: " + modules[i].name + "\n";
+    } else if (!results[i].written) {
+      text += "failed: " + modules[i].name + ": " + results[i].error + "\n";
+    }
   }
   return text;
 }
@@ -81,13 +89,13 @@ std::string batch_report_json(const batch_totals& totals, const std::vector<batc
     const module_result& result = results[i];
     nlohmann::ordered_json entry;
     entry["name"] = modules[i].name;
-    entry["status"] = result.written ? "written" : "failed";
+    entry["status"] = result.written ? "written" : result.not_started ? "not started" : "failed";
     nlohmann::ordered_json outputs = nlohmann::ordered_json::array();
     for (const written_file& file : result.outputs) {
       outputs.push_back({{"path", file.path}, {"bytes", file.bytes}});
     }
     entry["outputs"] = outputs;
-    if (!result.written) entry["error"] = result.error;
+    if (!result.written && !result.not_started) entry["error"] = result.error;
     entry["messages"] = result.messages;
     entry["seconds"] = result.seconds;
     listed.push_back(entry);
@@ -100,6 +108,10 @@ std::string batch_report_json(const batch_totals& totals, const std::vector<batc
   report["timestamp"] = totals.timestamp;
   report["seconds"] = totals.seconds;
   report["modules_per_second"] = totals.modules_per_second();
+  if (!totals.interrupted_by.empty()) {
+    report["interrupted"] = totals.interrupted_by;
+    report["not_started"] = totals.not_started;
+  }
   report["results"] = listed;
   return report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }

@@ -1,4 +1,5 @@
-// Greyscale PNG (through libpng) and binary PGM reading, PNG writing.
+// Greyscale PNG (through libpng) and binary PGM reading, PNG writing; colour
+// PNG reading and writing.
 #include "host/files/gray_image.h"
 
 #include <png.h>
@@ -248,12 +249,47 @@ void flush_png(png_structp) {}
 
 bool write_png_rows(png_structp png, png_infop info, const png_header* header, png_bytepp rows) {
   if (setjmp(png_jmpbuf(png))) return false;
-  png_set_IHDR(png, info, header->width, header->height, header->bit_depth, PNG_COLOR_TYPE_GRAY,
+  png_set_IHDR(png, info, header->width, header->height, header->bit_depth, header->color_type,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   png_set_compression_level(png, kPngCompressionLevel);
   png_write_info(png, info);
   png_write_image(png, rows);
   png_write_end(png, info);
+  return true;
+}
+
+/// Asks libpng for 8-bit RGB whatever the file holds.
+bool read_as_rgb(png_structp png, png_infop info) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  png_set_expand(png);
+  png_set_strip_16(png);
+  png_set_strip_alpha(png);
+  png_set_gray_to_rgb(png);
+  png_set_interlace_handling(png);
+  png_read_update_info(png, info);
+  return true;
+}
+
+/// Encodes `rows` of a `header` picture into `png`; false with `error`.
+bool encode_rows(const png_header& header, png_bytepp rows, std::string& png, std::string& error) {
+  png_error_text text{};
+  png_structp writer =
+      png_create_write_struct(PNG_LIBPNG_VER_STRING, &text, on_png_error, on_png_warning);
+  png_infop info = writer != nullptr ? png_create_info_struct(writer) : nullptr;
+  if (info == nullptr) {
+    png_destroy_write_struct(&writer, nullptr);
+    throw std::bad_alloc();
+  }
+  png.clear();
+  png_memory_sink sink{&png, false};
+  png_set_write_fn(writer, &sink, write_png_bytes, flush_png);
+  const bool written = write_png_rows(writer, info, &header, rows);
+  png_destroy_write_struct(&writer, &info);
+  if (sink.failed) throw std::bad_alloc();
+  if (!written) {
+    error = std::string("PNG encoding failed: ") + text.text;
+    return false;
+  }
   return true;
 }
 
@@ -283,14 +319,6 @@ std::string picture_size_problem(const std::string& name, uint64_t width, uint64
 }
 
 bool encode_png(const gray_image& image, std::string& png, std::string& error) {
-  png_error_text text{};
-  png_structp writer =
-      png_create_write_struct(PNG_LIBPNG_VER_STRING, &text, on_png_error, on_png_warning);
-  png_infop info = writer != nullptr ? png_create_info_struct(writer) : nullptr;
-  if (info == nullptr) {
-    png_destroy_write_struct(&writer, nullptr);
-    throw std::bad_alloc();
-  }
   const std::size_t sample_bytes = image.bits == 16 ? 2 : 1;
   const std::size_t row_bytes = static_cast<std::size_t>(image.width) * sample_bytes;
   std::vector<unsigned char> raw(row_bytes * static_cast<std::size_t>(image.height));
@@ -304,20 +332,57 @@ bool encode_png(const gray_image& image, std::string& png, std::string& error) {
   }
   std::vector<png_bytep> rows(static_cast<std::size_t>(image.height));
   for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = raw.data() + y * row_bytes;
-
-  png.clear();
-  png_memory_sink sink{&png, false};
-  png_set_write_fn(writer, &sink, write_png_bytes, flush_png);
   const png_header header{static_cast<png_uint_32>(image.width),
                           static_cast<png_uint_32>(image.height), image.bits, PNG_COLOR_TYPE_GRAY};
-  const bool written = write_png_rows(writer, info, &header, rows.data());
-  png_destroy_write_struct(&writer, &info);
-  if (sink.failed) throw std::bad_alloc();
-  if (!written) {
-    error = std::string("PNG encoding failed: ") + text.text;
-    return false;
+  return encode_rows(header, rows.data(), png, error);
+}
+
+picture_status decode_colour_png(const std::string& path, const std::string& bytes,
+                                 colour_image& image, std::string& error) {
+  if (bytes.size() < kPngSignatureBytes ||
+      png_sig_cmp(reinterpret_cast<png_const_bytep>(bytes.data()), 0, kPngSignatureBytes) != 0) {
+    error = cannot_read(path, "not a PNG picture");
+    return picture_status::unknown;
   }
-  return true;
+  png_reader reader;
+  if (!reader.ready()) throw std::bad_alloc();
+  png_memory_source source{reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), 0};
+  png_set_read_fn(reader.png(), &source, read_png_bytes);
+  png_set_user_limits(reader.png(), kMaxPictureSide, kMaxPictureSide);
+  png_header header{};
+  if (!read_png_header(reader.png(), reader.info(), &header) ||
+      !read_as_rgb(reader.png(), reader.info())) {
+    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+    return picture_status::unknown;
+  }
+  if (uint64_t{header.width} * header.height > kMaxPicturePixels) {
+    error = path + ": " + std::to_string(header.width) + "x" + std::to_string(header.height) +
+            " pixels, more than any camera of a module has";
+    return picture_status::rejected;
+  }
+  const std::size_t row_bytes = std::size_t{header.width} * 3;
+  std::vector<unsigned char> raw(row_bytes * header.height);
+  std::vector<png_bytep> rows(header.height);
+  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
+  if (!read_png_rows(reader.png(), rows.data())) {
+    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+    return picture_status::unknown;
+  }
+  image.width = static_cast<int>(header.width);
+  image.height = static_cast<int>(header.height);
+  image.rgb.assign(raw.begin(), raw.end());
+  return picture_status::ok;
+}
+
+bool encode_colour_png(const colour_image& image, std::string& png, std::string& error) {
+  const std::size_t row_bytes = static_cast<std::size_t>(image.width) * 3;
+  std::vector<unsigned char> raw(image.rgb.begin(), image.rgb.end());
+  raw.resize(row_bytes * static_cast<std::size_t>(image.height), 0);
+  std::vector<png_bytep> rows(static_cast<std::size_t>(image.height));
+  for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = raw.data() + y * row_bytes;
+  const png_header header{static_cast<png_uint_32>(image.width),
+                          static_cast<png_uint_32>(image.height), 8, PNG_COLOR_TYPE_RGB};
+  return encode_rows(header, rows.data(), png, error);
 }
 
 }  // namespace deflash_host

@@ -8,7 +8,6 @@
 #include <limits>
 
 #include "host/files/file_io.h"
-#include "host/images/imported_calibration.h"
 #include "host/inputs/plausibility.h"
 
 namespace deflash_host {
@@ -29,19 +28,9 @@ outcome check_config_count(const calibration_source_options& options) {
   return {};
 }
 
-}  // namespace
-
-std::vector<config_problem> calibration_problems(const module_calibration& calibration,
-                                                 const std::string& source) {
-  // Impossible cameras would still make an image the library accepts.
-  std::vector<config_problem> problems;
-  for (const implausible_value& value : check_calibration(calibration)) {
-    problems.push_back({source + ": " + value.field, value.what, true, false});
-  }
-  return problems;
-}
-
-outcome calibration_inputs::load(const calibration_source_options& options) {
+/// The sources the options name must be one calibration, with the
+/// temperatures where the source carries none.
+outcome check_source_options(const calibration_source_options& options) {
   const bool from_json = !options.calibration_json.empty();
   const bool from_raw = !options.raw_calibration.empty();
   const bool from_import = options.import.given();
@@ -66,8 +55,35 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
                 "--temperatures goes with --raw-calibration only; the JSON file "
                 "carries its own temperatures");
   }
-  if (outcome counted = check_config_count(options); !counted.ok()) return counted;
+  return check_config_count(options);
+}
 
+/// An import or a raw record with the temperatures of the options.
+outcome read_with_temperatures(const calibration_source_options& options,
+                               module_calibration& calibration) {
+  if (!parse_temperatures(options.temperatures, calibration.temperatures)) {
+    return fail(status::unusable, "--temperatures \"" + options.temperatures +
+                                      "\" must be three numbers L,R,LDM (degrees Celsius)");
+  }
+  std::string error;
+  if (!options.import.given()) {
+    if (!read_raw_calibration(options.raw_calibration, calibration.params, error)) {
+      return fail(status::rejected, error);
+    }
+    return {};
+  }
+  float temperatures[kTemperatureCount];
+  std::copy(calibration.temperatures, calibration.temperatures + kTemperatureCount, temperatures);
+  if (outcome imported = import_from_options(options.import, calibration); !imported.ok()) {
+    return imported;
+  }
+  std::copy(temperatures, temperatures + kTemperatureCount, calibration.temperatures);
+  return {};
+}
+
+/// The module calibration from the JSON file, the raw record or the import.
+outcome read_calibration(const calibration_source_options& options,
+                         module_calibration& calibration) {
   std::string error;
   // An unreadable file is an I/O error (2); a file that reads but holds no
   // valid calibration is rejected input (1).
@@ -76,28 +92,45 @@ outcome calibration_inputs::load(const calibration_source_options& options) {
       return fail(status::unusable, error);
     }
   }
-  calibration_ = module_calibration{};
-  if (from_import) {
-    if (outcome imported = import_module(options.import, options.temperatures, calibration_);
-        !imported.ok()) {
-      return imported;
-    }
-  } else if (from_raw) {
-    if (!parse_temperatures(options.temperatures, calibration_.temperatures)) {
-      return fail(status::unusable, "--temperatures \"" + options.temperatures +
-                                        "\" must be three numbers L,R,LDM (degrees Celsius)");
-    }
-    if (!read_raw_calibration(options.raw_calibration, calibration_.params, error)) {
-      return fail(status::rejected, error);
-    }
-  } else if (!read_calibration_json(options.calibration_json, calibration_, error)) {
+  calibration = module_calibration{};
+  if (options.calibration_json.empty()) return read_with_temperatures(options, calibration);
+  if (!read_calibration_json(options.calibration_json, calibration, error)) {
     return fail(status::rejected, error);
   }
+  return {};
+}
 
-  const std::string source = from_json  ? options.calibration_json
-                             : from_raw ? options.raw_calibration
-                                        : "imported calibration";
-  return check_and_assemble(source, options);
+/// The calibration's cameras and every configuration file, held to what a
+/// real module has: impossible cameras would still make an image the library
+/// accepts.
+outcome check_module(const std::string& source, const calibration_source_options& options,
+                     const module_calibration& calibration) {
+  std::vector<config_problem> problems = calibration_problems(source, calibration);
+  // The library takes a string that names no readable file as INI text, so
+  // a mistyped path would surface as a confusing configuration error; the
+  // tool reads each file first and checks it with the library's own reader.
+  for (const std::string& config : options.configs) {
+    std::string text;
+    std::string error;
+    if (!read_file_bytes(config, text, error)) return fail(status::unusable, error);
+    const config_check check = check_config_text(config, text, config_kind::calib, &calibration);
+    problems.insert(problems.end(), check.problems.begin(), check.problems.end());
+  }
+  return problems_outcome(problems, options.allow_implausible);
+}
+
+}  // namespace
+
+outcome calibration_inputs::load(const calibration_source_options& options) {
+  if (outcome checked = check_source_options(options); !checked.ok()) return checked;
+  if (outcome read = read_calibration(options, calibration_); !read.ok()) return read;
+  const std::string source = !options.calibration_json.empty()  ? options.calibration_json
+                             : !options.raw_calibration.empty() ? options.raw_calibration
+                                                                : kImportedCalibration;
+  outcome checked = check_module(source, options, calibration_);
+  if (!checked.ok()) return checked;
+  record_inputs(options);
+  return checked;
 }
 
 outcome calibration_inputs::load_json_text(const std::string& text, const std::string& source,
@@ -112,25 +145,13 @@ outcome calibration_inputs::load_json_text(const std::string& text, const std::s
   if (!parse_calibration_json(text, source, calibration_, error)) {
     return fail(status::rejected, error);
   }
-  return check_and_assemble(source, options);
+  outcome checked = check_module(source, options, calibration_);
+  if (!checked.ok()) return checked;
+  record_inputs(options);
+  return checked;
 }
 
-outcome calibration_inputs::check_and_assemble(const std::string& source,
-                                               const calibration_source_options& options) {
-  std::string error;
-  std::vector<config_problem> problems = calibration_problems(calibration_, source);
-  // The library takes a string that names no readable file as INI text, so
-  // a mistyped path would surface as a confusing configuration error; the
-  // tool reads each file first and checks it with the library's own reader.
-  for (const std::string& config : options.configs) {
-    std::string text;
-    if (!read_file_bytes(config, text, error)) return fail(status::unusable, error);
-    const config_check check = check_config_text(config, text, config_kind::calib, &calibration_);
-    problems.insert(problems.end(), check.problems.begin(), check.problems.end());
-  }
-  outcome checked = problems_outcome(problems, options.allow_implausible);
-  if (!checked.ok()) return checked;
-
+void calibration_inputs::record_inputs(const calibration_source_options& options) {
   input_files_ = options.configs;
   if (!options.calibration_json.empty()) input_files_.push_back(options.calibration_json);
   if (!options.raw_calibration.empty()) input_files_.push_back(options.raw_calibration);
@@ -153,7 +174,6 @@ outcome calibration_inputs::check_and_assemble(const std::string& source,
   list_.calib_temperature_list = temperature_list_.data();
   list_.calib_temperature_num = static_cast<uint8_t>(count);
   list_.optional_section = nullptr;  // the optional fourth section is not asked for
-  return checked;
 }
 
 }  // namespace deflash_host

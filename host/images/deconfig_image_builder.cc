@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "de_config/de_image_layout.h"
 #include "deflash.h"
 #include "host/base/console_capture.h"
 #include "host/files/file_io.h"
@@ -20,7 +19,7 @@ namespace {
 constexpr std::size_t kMaxConfigPathBytes = sizeof(de_config_files::d2c_config_path) - 1;
 constexpr std::size_t kMaxDpuFiles = 255;
 // What the library writes for a complete image.
-constexpr std::size_t kDeConfigImageBytes = deflash::kDeImageBytes;
+constexpr std::size_t kDeConfigImageBytes = 16384;
 
 }  // namespace
 
@@ -57,12 +56,12 @@ outcome build_deconfig_image(const deconfig_sources& sources, const std::string&
   }
   outcome built = problems_outcome(problems, false);
   if (!built.ok()) return built;
-  // Without a DPU mode the library leaves the DPU block erased: an image no
-  // depth engine can start from, and that fails its own inspection.
+  // Without a DPU file the library leaves the image's DPU block erased
+  // flash, which no depth engine takes and inspect rejects.
   if (sources.dpu.empty()) {
     return built.stop(status::unusable,
-                      "no --dpu file: the depth-engine image needs one DPU configuration per "
-                      "camera mode");
+                      "give at least one --dpu file: without one the image's DPU block stays "
+                      "erased flash, which inspect rejects");
   }
   auto files = std::make_unique<de_config_files>();
   std::vector<const char*> dpu_paths;
@@ -79,17 +78,13 @@ outcome build_deconfig_image(const deconfig_sources& sources, const std::string&
   std::string error;
   const std::string scratch = reserve_temporary(out, error);
   if (scratch.empty()) return built.stop(status::unusable, error);
-  const bool written = call_captured(built.console, [&] {
-                         return gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str())
-                                    ? DRIVER_HELPER_OK
-                                    : DRIVER_HELPER_FAIL;
-                       }) == 0;
+  const bool written =
+      call_captured(built.console, [&] {
+        return gen_depth_engine_config_flash_file_de(files.get(), scratch.c_str()) ? 0 : 1;
+      }) == 0;
   const bool read_back = written && read_file_bytes(scratch, image, error, kDeConfigImageBytes);
   std::remove(scratch.c_str());
   built.console.failed = !written || image.size() != kDeConfigImageBytes;
-  // The export reports success for an image it left empty after refusing a
-  // configuration file: that is its failure too.
-  if (built.console.failed) built.console.result = DRIVER_HELPER_FAIL;
   if (!written) return built.stop(status::unusable, out + ": cannot be written");
   if (!read_back) return built.stop(status::unusable, error);
   if (image.size() != kDeConfigImageBytes) {

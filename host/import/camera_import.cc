@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
+#include <utility>
 
 namespace deflash_host {
 namespace {
@@ -22,6 +24,15 @@ constexpr double kRecomposeTolerance = 1e-6;
 
 /// Image sizes are carried as 16-bit values in the flash keys.
 constexpr int kMaxImageSide = 65535;
+
+/// The record carries float32: a finite double beyond its range would become
+/// infinity there. Sets `what` to say which value does not fit.
+bool fits_float(const std::string& name, double value, const char* unit, std::string& what) {
+  if (std::fabs(value) <= static_cast<double>(std::numeric_limits<float>::max())) return true;
+  what = name + " = " + number_text(value) + unit +
+         " does not fit the calibration record's 32-bit floats";
+  return false;
+}
 
 }  // namespace
 
@@ -54,7 +65,10 @@ bool map_distortion(const std::vector<double>& terms, float (&out)[8], std::stri
     return false;
   }
   double full[kCarriedTerms] = {};
-  for (std::size_t i = 0; i < n && i < kCarriedTerms; ++i) full[i] = terms[i];
+  for (std::size_t i = 0; i < n && i < kCarriedTerms; ++i) {
+    if (!fits_float(kTermNames[i], terms[i], "", what)) return false;
+    full[i] = terms[i];
+  }
   // Record order: k1 k2 k3 k4 k5 k6 p1 p2.
   const int order[kCarriedTerms] = {0, 1, 4, 5, 6, 7, 2, 3};
   for (std::size_t i = 0; i < kCarriedTerms; ++i) out[i] = static_cast<float>(full[order[i]]);
@@ -73,6 +87,11 @@ bool set_intrinsics(const std::vector<double>& m, SocCalibCamera_S& camera, std:
   if (m[3] != 0.0 || m[6] != 0.0 || m[7] != 0.0 || m[8] != 1.0) {
     what = "is not of the form [fx 0 cx; 0 fy cy; 0 0 1]";
     return false;
+  }
+  const std::pair<const char*, double> fields[] = {
+      {"fx", m[0]}, {"fy", m[4]}, {"cx", m[2]}, {"cy", m[5]}};
+  for (const auto& [name, value] : fields) {
+    if (!fits_float(name, value, "", what)) return false;
   }
   camera.fx = static_cast<float>(m[0]);
   camera.fy = static_cast<float>(m[4]);
@@ -119,6 +138,13 @@ bool rotation_to_angles(const Eigen::Matrix3d& r, double (&angles)[3], std::stri
 
 bool set_extrinsics(const rigid_transform& transform, double millimetres_per_unit, float* out,
                     std::string& what) {
+  constexpr const char* kTranslationNames[] = {"translation x", "translation y", "translation z"};
+  for (int i = 0; i < 3; ++i) {
+    if (!fits_float(kTranslationNames[i], transform.translation[i] * millimetres_per_unit, " mm",
+                    what)) {
+      return false;
+    }
+  }
   double angles[3] = {};
   if (!rotation_to_angles(transform.rotation, angles, what)) return false;
   for (int i = 0; i < 3; ++i) {

@@ -95,6 +95,13 @@ class stereo_pair {
         !find(distortion_keys, false, distortion, distortion_key, error)) {
       return false;
     }
+    // A 1x9 list would be read row by row all the same; only a 3x3 matrix is
+    // a camera matrix for certain.
+    if (matrix->rows != 3 || matrix->cols != 3) {
+      error = matrix->where(matrix_key) + "is a " + std::to_string(matrix->rows) + "x" +
+              std::to_string(matrix->cols) + " matrix; a camera matrix is 3x3";
+      return false;
+    }
     if (!set_intrinsics(matrix->values, camera, what)) {
       error = matrix->where(matrix_key) + what;
       return false;
@@ -126,6 +133,7 @@ class stereo_pair {
     }
     rotation_key_ = rotation->where(key);
     if (!find(kTranslation, false, translation, key, error)) return false;
+    translation_key_ = translation->where(key);
     if (translation->values.size() != 3) {
       error = translation->where(key) + "has " + std::to_string(translation->values.size()) +
               " elements; a translation has 3";
@@ -135,8 +143,9 @@ class stereo_pair {
     return true;
   }
 
-  /// Where R was found, for messages about its angles.
+  /// Where R and T were found, for messages about their values.
   const std::string& rotation_key() const { return rotation_key_; }
+  const std::string& translation_key() const { return translation_key_; }
 
   /// The size stored in the files, or `given`; both must agree when both exist.
   bool size(const image_size& given, const char* size_option, image_size& out,
@@ -174,6 +183,7 @@ class stereo_pair {
   std::vector<std::string> files_;
   stored_values values_;
   mutable std::string rotation_key_;
+  mutable std::string translation_key_;
 };
 
 bool set_pair_size(const stereo_pair& pair, const image_size& size, SocCalibCamera_S& camera,
@@ -189,7 +199,7 @@ bool set_pair_extrinsics(const stereo_pair& pair, double scale, float* out, std:
   std::string what;
   if (!pair.transform(transform, error)) return false;
   if (set_extrinsics(transform, scale, out, what)) return true;
-  error = pair.rotation_key() + what;
+  error = (what.rfind("translation", 0) == 0 ? pair.translation_key() : pair.rotation_key()) + what;
   return false;
 }
 

@@ -115,9 +115,15 @@ bool set_pair_extrinsics(const std::vector<std::string>& files, const rigid_tran
                          double scale, float* out, std::string& error) {
   std::string what;
   if (set_extrinsics(transform, scale, out, what)) return true;
-  error = (files.size() == 3 ? files[2] + ": \"rotation\": "
-                             : files[1] + ": the rotation from \"rectification_matrix\" ") +
-          what;
+  const bool translation = what.rfind("translation", 0) == 0;
+  if (files.size() == 3) {
+    error = files[2] + (translation ? ": \"translation\": " : ": \"rotation\": ") + what;
+  } else {
+    error = files[1] +
+            (translation ? ": the translation from \"projection_matrix\" "
+                         : ": the rotation from \"rectification_matrix\" ") +
+            what;
+  }
   return false;
 }
 

@@ -8,11 +8,13 @@
 #include <exception>
 #include <functional>
 #include <sstream>
+#include <vector>
 
 #include "config/ini_convert.h"
 #include "config/ini_reader.h"
 #include "config_checker.h"
 #include "de_config_check.h"
+#include "rectify/line_buffer.h"
 
 namespace deflash_host {
 namespace {
@@ -22,6 +24,10 @@ using config_checking::ini_document;
 using config_checking::ini_section;
 using config_checking::kMaxSide;
 using config_checking::number;
+
+/// rectify_start_rows_buff_reserved is a pair of bytes: the library keeps the
+/// low 8 bits of whatever it reads.
+constexpr long long kMaxReservedRows = 255;
 
 /// The four clips of one image must leave some of it.
 void check_clips(checker& c, const std::string& suffix, double width, double height) {
@@ -51,42 +57,56 @@ void check_clips(checker& c, const std::string& suffix, double width, double hei
   }
 }
 
-void check_calib(checker& c, const module_calibration* calibration) {
-  for (const char* name : {"basic", "rectify", "d2d", "d2c"}) {
-    if (!c.require_section(name, "calibration")) return;
-  }
+void check_calib_basic(checker& c) {
   c.real("basic", "baseline", true, -10000.0, 10000.0);
   c.real("basic", "ref_dist", true, 0.0, 100000.0);
   c.integer("basic", "cam_type", true, deflash::as_uint8, 0, 3);
   c.integer("basic", "mirrored", true, deflash::as_uint8, 0, 1);
   c.integer("basic", "mipi_channel_status", false, deflash::as_uint8, 0, 1);
+}
 
+/// How the left IR image is scaled and cut before rectification; `scale`
+/// is 0 and `chops_ok` false when they cannot be used to measure it.
+struct source_cut {
+  float scale = 1.0f;
+  float chops[4] = {0, 0, 0, 0};  ///< left, right, top, bottom
+  bool chops_ok = true;
+  /// rectify_start_rows_buff_reserved: rows above, rows below.
+  std::vector<long long> reserved;
+  bool reserved_ok = false;
+};
+
+source_cut check_source_cut(checker& c) {
+  source_cut cut;
+  if (c.convert("rectify", "src_img_scale", false, deflash::as_float, cut.scale) &&
+      !(std::isfinite(cut.scale) && cut.scale > 0.0f && cut.scale <= 8.0f)) {
+    c.implausible("rectify", "src_img_scale", number(cut.scale) + " is outside (0, 8]");
+    cut.scale = 0.0f;
+  }
+  const char* chop_keys[] = {"src_img_left_chop", "src_img_right_chop", "src_img_top_chop",
+                             "src_img_bottom_chop"};
+  for (int i = 0; i < 4; ++i) {
+    float& chop = cut.chops[i];
+    if (!c.convert("rectify", chop_keys[i], false, deflash::as_float, chop)) continue;
+    // The library keeps 16 bits of the truncated value: 65536 would become 0.
+    if (!std::isfinite(chop) || chop < 0.0f || chop > 65535.0f || chop != std::floor(chop)) {
+      c.implausible("rectify", chop_keys[i],
+                    number(chop) + " is not a whole number of pixels from 0 to 65535");
+      cut.chops_ok = false;
+    }
+  }
+  return cut;
+}
+
+/// The [rectify] keys; returns the cut of the source image they describe.
+source_cut check_calib_rectify(checker& c) {
   uint8_t distort_type = 0;
   if (c.convert("rectify", "distort_type", true, deflash::as_uint8, distort_type) &&
       distort_type > 2) {
     c.implausible("rectify", "distort_type", std::to_string(distort_type) + " is outside 0 to 2");
   }
   c.integer("rectify", "rotate_type", true, deflash::as_uint8, 0, 3);
-  float scale = 1.0f;
-  if (c.convert("rectify", "src_img_scale", false, deflash::as_float, scale) &&
-      !(std::isfinite(scale) && scale > 0.0f && scale <= 8.0f)) {
-    c.implausible("rectify", "src_img_scale", number(scale) + " is outside (0, 8]");
-    scale = 0.0f;
-  }
-  float chops[4] = {0, 0, 0, 0};
-  const char* chop_keys[] = {"src_img_left_chop", "src_img_right_chop", "src_img_top_chop",
-                             "src_img_bottom_chop"};
-  bool chops_ok = true;
-  for (int i = 0; i < 4; ++i) {
-    if (!c.convert("rectify", chop_keys[i], false, deflash::as_float, chops[i])) continue;
-    // The library keeps 16 bits of the truncated value: 65536 would become 0.
-    if (!std::isfinite(chops[i]) || chops[i] < 0.0f || chops[i] > 65535.0f ||
-        chops[i] != std::floor(chops[i])) {
-      c.implausible("rectify", chop_keys[i],
-                    number(chops[i]) + " is not a whole number of pixels from 0 to 65535");
-      chops_ok = false;
-    }
-  }
+  source_cut cut = check_source_cut(c);
   c.real("rectify", "dst_focal_scale", true, 0.0, 8.0, true);
   c.integer("rectify", "dst_res_fixed", false, deflash::as_uint8, 0, 1);
   if (distort_type == 1 || distort_type == 2) {
@@ -100,8 +120,13 @@ void check_calib(checker& c, const module_calibration* calibration) {
        {"ir_l_virtual_cx_offset", "ir_r_virtual_cx_offset", "ir_virtual_cy_offset"}) {
     c.real("rectify", key, false, -kMaxSide, kMaxSide);
   }
+  cut.reserved_ok = c.list("rectify", "rectify_start_rows_buff_reserved", false, 2, 0,
+                           kMaxReservedRows, &cut.reserved, ", such as {64,64}");
   c.integer("rectify", "start_row_lut_enable", false, deflash::as_uint8, 0, 1);
+  return cut;
+}
 
+void check_calib_d2d(checker& c) {
   c.real("d2d", "disp_offset", false, -1000.0, 1000.0);
   c.integer("d2d", "invalid_disp", false, deflash::as_int32, -2147483647LL - 1, 2147483647LL);
   float unit = 1.0f;
@@ -113,36 +138,77 @@ void check_calib(checker& c, const module_calibration* calibration) {
     }
   }
   c.integer("d2d", "depth_mode", false, deflash::as_int8, 0, 1);
+}
 
+/// Sizes of the module's images as the configuration cuts them; 0 where
+/// unknown. Sizes are measured against a module whose own sizes are sane;
+/// the calibration's checks report the others.
+struct image_sides {
   double ir_width = 0, ir_height = 0, rgb_width = 0, rgb_height = 0;
-  // Sizes are measured against a module whose own sizes are sane; the
-  // calibration's checks report the others.
-  if (calibration != nullptr && calibration->params.camera[0].width >= 16.0f &&
-      calibration->params.camera[0].height >= 16.0f) {
-    const SocCalibCamera_S& left = calibration->params.camera[0];
-    const SocCalibCamera_S& rgb = calibration->params.camera[2];
-    if (scale > 0.0f && chops_ok) {
-      ir_width = std::floor(left.width * scale) - chops[0] - chops[1];
-      ir_height = std::floor(left.height * scale) - chops[2] - chops[3];
-      if (ir_width < 16.0 || ir_height < 16.0) {
-        c.implausible("rectify", "src_img_right_chop",
-                      "scale and chops leave " + number(ir_width) + " x " + number(ir_height) +
-                          " pixels of the " + number(left.width) + " x " + number(left.height) +
-                          " left IR image");
-        ir_width = ir_height = 0;
-      }
-    }
-    if (rgb.width >= 16.0f && rgb.height >= 16.0f) {
-      rgb_width = rgb.width;
-      rgb_height = rgb.height;
+};
+
+image_sides measure_images(checker& c, const module_calibration* calibration,
+                           const source_cut& cut) {
+  image_sides sides;
+  if (calibration == nullptr || calibration->params.camera[0].width < 16.0f ||
+      calibration->params.camera[0].height < 16.0f) {
+    return sides;
+  }
+  const SocCalibCamera_S& left = calibration->params.camera[0];
+  const SocCalibCamera_S& rgb = calibration->params.camera[2];
+  if (cut.scale > 0.0f && cut.chops_ok) {
+    sides.ir_width = std::floor(left.width * cut.scale) - cut.chops[0] - cut.chops[1];
+    sides.ir_height = std::floor(left.height * cut.scale) - cut.chops[2] - cut.chops[3];
+    if (sides.ir_width < 16.0 || sides.ir_height < 16.0) {
+      c.implausible("rectify", "src_img_right_chop",
+                    "scale and chops leave " + number(sides.ir_width) + " x " +
+                        number(sides.ir_height) + " pixels of the " + number(left.width) + " x " +
+                        number(left.height) + " left IR image");
+      sides.ir_width = sides.ir_height = 0;
     }
   }
-  check_clips(c, "depth", ir_width, ir_height);
+  if (rgb.width >= 16.0f && rgb.height >= 16.0f) {
+    sides.rgb_width = rgb.width;
+    sides.rgb_height = rgb.height;
+  }
+  return sides;
+}
+
+/// The rows kept in reserve above and below each rectified row's span must
+/// leave room in the line buffer: where they fill it, no row fits and the
+/// start-row table degenerates. Said as a warning: the image sizes it is
+/// measured against have checks of their own that stop the build.
+void check_reserved_rows(checker& c, const source_cut& cut, const image_sides& sides) {
+  if (!cut.reserved_ok || sides.ir_width < 1.0) return;
+  const long long depth = deflash::line_buffer_depth(static_cast<int32_t>(sides.ir_width));
+  const long long above = cut.reserved[0];
+  const long long below = cut.reserved[1];
+  if (above + below < depth) return;
+  c.warn("rectify", "rectify_start_rows_buff_reserved",
+         std::to_string(above) + " + " + std::to_string(below) + " reserved rows fill the " +
+             std::to_string(depth) + "-row line buffer of the " + number(sides.ir_width) +
+             "-pixel-wide left IR image");
+}
+
+void check_calib_d2c(checker& c, const image_sides& sides) {
+  check_clips(c, "depth", sides.ir_width, sides.ir_height);
   c.real("d2c", "depth_scale", true, 0.0, 16.0, true);
-  check_clips(c, "valid", ir_width, ir_height);
+  check_clips(c, "valid", sides.ir_width, sides.ir_height);
   c.real("d2c", "valid_scale", true, 0.0, 16.0, true);
-  check_clips(c, "rgb", rgb_width, rgb_height);
+  check_clips(c, "rgb", sides.rgb_width, sides.rgb_height);
   c.integer("d2c", "d2d_params_unit_in_R_en", false, deflash::as_int8, 0, 1);
+}
+
+void check_calib(checker& c, const module_calibration* calibration) {
+  for (const char* name : {"basic", "rectify", "d2d", "d2c"}) {
+    if (!c.require_section(name, "calibration")) return;
+  }
+  check_calib_basic(c);
+  const source_cut cut = check_calib_rectify(c);
+  check_calib_d2d(c);
+  const image_sides sides = measure_images(c, calibration, cut);
+  check_reserved_rows(c, cut, sides);
+  check_calib_d2c(c, sides);
 }
 
 config_kind detect(const ini_document& document) {

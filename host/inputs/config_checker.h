@@ -7,13 +7,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "config/brace_list.h"
 #include "config/ini_convert.h"
 #include "config/ini_reader.h"
 #include "host/inputs/config_check.h"
@@ -186,37 +186,31 @@ class checker {
   }
 
   /// A brace list "{a,b,...}" of exactly `count` whole numbers from `low`
-  /// to `high` (the width the flash field stores), read as the library reads
-  /// it. The library would silently cut a wider value to its low bits and
-  /// read a piece that is no number as 0: both are refused here.
-  /// Fills `out` with the values when they are all good.
+  /// to `high` (the width the flash field stores), split as the library
+  /// splits it. The library would silently cut a wider value to its low bits
+  /// and read a piece that is no number as 0 (or "1e9" as 1): all are
+  /// refused here.
+  /// Fills `out` with the values when they are all good; `example` (", such
+  /// as ...") replaces the one of a resolution or edge list.
   bool list(const std::string& section_name, const std::string& key, bool required,
-            std::size_t count, long long low, long long high,
-            std::vector<long long>* out = nullptr) {
+            std::size_t count, long long low, long long high, std::vector<long long>* out = nullptr,
+            const char* example = nullptr) {
     const ini_value* found = value(section_name, key, required);
     if (found == nullptr) return false;
     const std::string& text = found->text();
     std::vector<long long> values;
-    bool numbers = text.size() >= 2 && text.front() == '{' && text.back() == '}';
-    if (numbers) {
-      std::string piece;
-      std::istringstream pieces(text.substr(1, text.size() - 2));
-      while (std::getline(pieces, piece, ',')) {
-        // The library skips empty pieces and leading blanks.
-        const std::size_t start = piece.find_first_not_of(" \t");
-        if (start == std::string::npos) continue;
-        const std::size_t end = piece.find_last_not_of(" \t");
-        const std::string number_text = piece.substr(start, end - start + 1);
-        char* stop = nullptr;
-        const long long v = std::strtoll(number_text.c_str(), &stop, 0);
-        numbers = numbers && stop != nullptr && *stop == '\0';
-        values.push_back(v);
-      }
-    }
+    bool numbers = true;
+    const std::size_t pieces =
+        deflash::for_each_brace_piece(text, [&](std::size_t, const std::string& piece) {
+          long long v = 0;
+          numbers = deflash::read_brace_number(piece, v) && numbers;
+          values.push_back(v);
+        });
+    numbers = numbers && pieces > 0;
     if (!numbers || values.size() != count) {
-      const char* example = count == 2   ? ", such as {1280,800}"
-                            : count == 4 ? ", such as {0,0,16,16}"
-                                         : "";
+      if (example == nullptr) {
+        example = count == 2 ? ", such as {1280,800}" : count == 4 ? ", such as {0,0,16,16}" : "";
+      }
       fail(at(section_name, key), "\"" + text + "\" is not a list of " + std::to_string(count) +
                                       " whole numbers in braces" + example);
       return false;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "de_config/dpu_keys.h"
+
 namespace deflash_host {
 namespace {
 
@@ -86,58 +88,27 @@ void check_dpu_basic(checker& c) {
   }
 }
 
+/// Every key of one of the loader's tables, converted as the loader converts it.
+template <typename Params, std::size_t N>
+void check_fields(checker& c, const char* section,
+                  const deflash::dpu_field_key<Params> (&keys)[N]) {
+  for (const deflash::dpu_field_key<Params>& key : keys) {
+    if (key.flag != nullptr) {
+      bool v = false;
+      c.convert(section, key.name, true, deflash::as_bool, v);
+    } else {
+      int v = 0;
+      c.convert(section, key.name, true, deflash::as_int, v);
+    }
+  }
+}
+
 /// Disparity and GPM tuning: whole numbers and flags the depth engine's
 /// registers take; their ranges are the engine's business, their syntax ours.
 void check_dpu_tuning(checker& c) {
-  const char* disparity_flags[] = {"lrc_en", "shadow_en", "arm_short_en", "smooth_enable"};
-  const char* disparity_numbers[] = {"min_disparity",
-                                     "pre_win_size",
-                                     "win_size",
-                                     "cost_strong_t",
-                                     "cost_weak_t",
-                                     "conf_region_t",
-                                     "conf_strong_t",
-                                     "conf_grow_t",
-                                     "grow_disp_diff_thr",
-                                     "lrc_thresh",
-                                     "shadow_ring_base",
-                                     "shadow_win_size",
-                                     "shadow_smooth_size",
-                                     "shadow_tex_thresh",
-                                     "shadow_diff_per",
-                                     "shadow_edge_preserving",
-                                     "cost_shadow1_t",
-                                     "cost_shadow2_t",
-                                     "arm_len",
-                                     "arm_short_mask",
-                                     "tile_width",
-                                     "tile_overlap_x",
-                                     "tile_overlap_x_fast",
-                                     "tile_overlap_y",
-                                     "tile_overlap_y_traverse",
-                                     "max_see_num",
-                                     "max_seed_try_num",
-                                     "max_seed_valid_try_num",
-                                     "smooth_win_size",
-                                     "sp_coef"};
-  for (const char* key : disparity_flags) {
-    bool v = false;
-    c.convert("disparity", key, true, deflash::as_bool, v);
-  }
-  for (const char* key : disparity_numbers) {
-    int v = 0;
-    c.convert("disparity", key, true, deflash::as_int, v);
-  }
-  for (const char* key : {"extend_tar", "extend_ref", "chop"}) {
-    c.list("extend_chop", key, true, 4, 0, kMaxU16);
-  }
-  bool enable = false;
-  c.convert("gpm", "enable", true, deflash::as_bool, enable);
-  for (const char* key : {"x_coordinate", "y_coordinate", "texture_t0", "texture_t1", "active_t",
-                          "ncost_t", "hist_dy_dist", "gp_enabled_cols", "gp_ref_dy_t"}) {
-    int v = 0;
-    c.convert("gpm", key, true, deflash::as_int, v);
-  }
+  check_fields(c, "disparity", deflash::kDpuDisparityKeys);
+  for (const char* key : deflash::kDpuEdgeKeys) c.list("extend_chop", key, true, 4, 0, kMaxU16);
+  check_fields(c, "gpm", deflash::kDpuGpmKeys);
 }
 
 /// d2d_params_unit is stored in hundredths only when its enable key says so;
@@ -205,10 +176,21 @@ void check_ir_pre_group(checker& c, const std::string& group) {
   c.list(group, "box_weight_16", true, 16, 0, kMaxU16);
 }
 
+/// The [basic] count and then each of the groups "group1" to "groupN".
+void check_groups(checker& c, const char* kind, long long max_groups,
+                  void (*check_group)(checker&, const std::string&)) {
+  const int count = check_group_count(c, kind, max_groups);
+  for (int i = 1; i <= count; ++i) {
+    const std::string group = "group" + std::to_string(i);
+    if (!c.require_section(group, kind)) return;
+    check_group(c, group);
+  }
+}
+
 }  // namespace
 
 void check_dpu(checker& c) {
-  for (const char* name : {"mode", "basic", "disparity", "extend_chop", "gpm"}) {
+  for (const char* name : deflash::kDpuRequiredSections) {
     if (!c.require_section(name, "DPU")) return;
   }
   check_dpu_mode(c);
@@ -218,21 +200,11 @@ void check_dpu(checker& c) {
 }
 
 void check_d2c(checker& c) {
-  const int count = check_group_count(c, "D2C", config_checking::kMaxD2cGroups);
-  for (int i = 1; i <= count; ++i) {
-    const std::string group = "group" + std::to_string(i);
-    if (!c.require_section(group, "D2C")) return;
-    check_d2c_group(c, group);
-  }
+  check_groups(c, "D2C", config_checking::kMaxD2cGroups, check_d2c_group);
 }
 
 void check_ir_pre(checker& c) {
-  const int count = check_group_count(c, "IR pre-ISP", config_checking::kMaxIrPreGroups);
-  for (int i = 1; i <= count; ++i) {
-    const std::string group = "group" + std::to_string(i);
-    if (!c.require_section(group, "IR pre-ISP")) return;
-    check_ir_pre_group(c, group);
-  }
+  check_groups(c, "IR pre-ISP", config_checking::kMaxIrPreGroups, check_ir_pre_group);
 }
 
 }  // namespace deflash_host

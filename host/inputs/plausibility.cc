@@ -138,4 +138,13 @@ std::vector<implausible_value> check_calibration(const module_calibration& calib
   return out.take();
 }
 
+std::vector<config_problem> calibration_problems(const std::string& source,
+                                                 const module_calibration& calibration) {
+  std::vector<config_problem> problems;
+  for (const implausible_value& value : check_calibration(calibration)) {
+    problems.push_back({source + ": " + value.field, value.what, true, false});
+  }
+  return problems;
+}
+
 }  // namespace deflash_host

@@ -27,7 +27,8 @@ __all__ = [
     "calibration_image", "calibration_images", "start_row_image", "depth_engine_image",
     "update_baseline", "update_multi_baseline", "update_multi_fb_d2c", "import_calibration",
     "load_calibration", "rotation_angles", "check_calib_debug", "inspect", "diff",
-    "read_picture", "write_picture",
+    "read_picture", "write_picture", "MeasurementError", "measure_rectification",
+    "DEFAULT_MAX_ROW_ERROR",
 ]
 
 logger = logging.getLogger("deflash")
@@ -108,6 +109,21 @@ class CalibrationError(Error, ValueError):
 class UsageError(CalibrationError):
     """An argument's value is malformed or a file cannot be read or written:
     the tool's exit code 2."""
+
+
+class MeasurementError(Error, ValueError):
+    """A rectified pair gave no row-error measurement: too few points matched
+    (a dark, blank or untextured pair, or pictures of different scenes;
+    ``matches`` is their count), or the pictures or the limit were unusable
+    (``matches`` is 0)."""
+
+    def __init__(self, message: str, matches: int = 0):
+        super().__init__(message)
+        self.matches = matches
+
+
+#: The limit on the mean row error when none is given, in rectified pixels.
+DEFAULT_MAX_ROW_ERROR = 0.5
 
 
 def _python_names(line: str) -> str:
@@ -364,15 +380,16 @@ def _pair_texts(pairs: Any) -> List[str]:
 _INT_RANGE = (-2**31, 2**31 - 1)
 
 
-def update_baseline(image: bytes, baseline: float, index: int = -1) -> bytes:
+def update_baseline(image: bytes, baseline: float, index: Optional[int] = None) -> bytes:
     """The calibration image's depth-calculation section with the baseline
-    (mm) of entry ``index`` (every entry when negative) replaced, as the
-    library writes it. ``image`` is a calibration image or its depth
-    section; it must verify, and so must the result."""
+    (mm) of entry ``index`` (every entry when None) replaced, as the library
+    writes it. ``image`` is a calibration image or its depth section; it must
+    verify, the baseline must fit its entries as the tool checks it, and the
+    result must verify."""
     data = _bytes_like(image, "image")
     value = _real(baseline, "baseline")
-    entry = _integer(index, "index")
-    if not _INT_RANGE[0] <= entry <= _INT_RANGE[1]:
+    entry = None if index is None else _integer(index, "index")
+    if entry is not None and not _INT_RANGE[0] <= entry <= _INT_RANGE[1]:
         raise UsageError(f"index {entry} is outside {_INT_RANGE[0]} to {_INT_RANGE[1]}")
     outcome, patched = _deflash.update("baseline", data, value, entry, [])
     _finish(outcome)
@@ -383,7 +400,7 @@ def update_multi_baseline(image: bytes, pairs: Sequence[Tuple[float, float]]) ->
     """Replaces each depth-calculation entry's baseline by that of the
     (focal length, baseline) pair whose focal length is within 1.0 of it."""
     data = _bytes_like(image, "image")
-    outcome, patched = _deflash.update("multi_baseline", data, 0.0, -1, _pair_texts(pairs))
+    outcome, patched = _deflash.update("multi_baseline", data, 0.0, None, _pair_texts(pairs))
     _finish(outcome)
     return patched
 
@@ -392,7 +409,7 @@ def update_multi_fb_d2c(image: bytes, pairs: Sequence[Tuple[float, float]]) -> b
     """Patches the depth-to-colour and depth-calculation entries whose focal
     length is within 6.0 of each (focal length, baseline) pair."""
     data = _bytes_like(image, "image")
-    outcome, patched = _deflash.update("fb_d2c", data, 0.0, -1, _pair_texts(pairs))
+    outcome, patched = _deflash.update("fb_d2c", data, 0.0, None, _pair_texts(pairs))
     _finish(outcome)
     return patched
 
@@ -411,12 +428,14 @@ def import_calibration(source: str, *, temperatures: Sequence[float],
                        camchain: Optional[PathLike] = None,
                        ir_size: Optional[Tuple[int, int]] = None,
                        rgb_size: Optional[Tuple[int, int]] = None,
-                       unit: Optional[str] = None) -> dict:
+                       unit: Optional[str] = None, allow_implausible: bool = False) -> dict:
     """Imports an OpenCV ("opencv"), ROS ("ros") or Kalibr ("kalibr")
     calibration as the calibration dict; ``temperatures`` are the left IR,
     right IR and laser calibration temperatures in degrees Celsius.
     Arguments meant for another source are refused, as the tool refuses its
-    options."""
+    options, and so is a calibration the image functions would refuse
+    (``allow_implausible=True`` lets implausible values pass, as calib-json's
+    --allow-implausible)."""
     if not isinstance(source, str):
         raise TypeError(f"source must be a str, not {_type_name(source)}")
     if unit is not None and not isinstance(unit, str):
@@ -428,7 +447,7 @@ def import_calibration(source: str, *, temperatures: Sequence[float],
         source, _paths(ir_pair, "ir_pair"), _paths(ir_rgb, "ir_rgb"),
         [] if camchain is None else [_path(camchain, "camchain")],
         _size_text(ir_size, "ir_size"), _size_text(rgb_size, "rgb_size"), unit or "",
-        temperature_text)
+        temperature_text, _flag(allow_implausible, "allow_implausible"))
     _finish(outcome)
     return json.loads(text)
 
@@ -477,6 +496,47 @@ def check_calib_debug(calibration: Calibration, config: PathLike, *, left: Any =
             data, shape, bits = outputs[name]
             dtype = np.dtype(np.uint8) if bits == 8 else np.dtype(np.uint16)
             result[name] = np.frombuffer(data, dtype=dtype).reshape(shape).copy()
+    return result
+
+
+def measure_rectification(left_rectified: Any, right_rectified: Any, *,
+                          max_row_error: float = DEFAULT_MAX_ROW_ERROR) -> dict:
+    """The row error of a rectified IR pair, as ``deflash rectify-check``
+    measures it (docs/rectify-check.md): patches of the left picture matched
+    along the rows of the right one, and how far apart, vertically, each pair
+    of matched points is. Both pictures are 2-D numpy arrays of the same
+    type, uint8 or uint16, such as ``check_calib_debug`` returns; pixels of
+    value 0 are taken as the border the rectification leaves.
+
+    Returns the dict ``rectify-check --json`` prints as "row_error":
+    "matches", "mean_px", "rms_px", "p95_px" and "max_px" (|dy| in rectified
+    pixels, dy = right row - left row), "regions" (3 rows of 3 dicts with
+    "matches" and the signed "mean_dy_px", None without matches),
+    "threshold_px" and "pass" (mean within ``max_row_error``). Raises
+    MeasurementError when fewer than 100 points match or the pictures or the
+    limit cannot be used."""
+    import numpy as np
+
+    pictures = []
+    for name, picture in (("left_rectified", left_rectified),
+                          ("right_rectified", right_rectified)):
+        array = np.asarray(picture)
+        if array.ndim != 2 or array.dtype not in (np.dtype(np.uint8), np.dtype(np.uint16)):
+            raise MeasurementError(f"{name} must be a 2-D array of uint8 or uint16")
+        pictures.append(array)
+    if pictures[0].dtype != pictures[1].dtype:
+        raise MeasurementError("left_rectified and right_rectified must have the same type")
+    itemsize = pictures[0].dtype.itemsize
+    data = [np.ascontiguousarray(a).astype(a.dtype.newbyteorder("<")).tobytes()
+            for a in pictures]
+    try:
+        result = _deflash.measure_rectification(
+            data[0], pictures[0].shape[1], pictures[0].shape[0], data[1], pictures[1].shape[1],
+            pictures[1].shape[0], itemsize, float(max_row_error))
+    except ValueError as e:
+        raise MeasurementError(str(e)) from None
+    if "refused" in result:
+        raise MeasurementError(result["refused"], result["matches"])
     return result
 
 

@@ -14,6 +14,8 @@ void add_debug_check_function(pybind11::module_& m);
 void add_update_functions(pybind11::module_& m);
 /// import_calibration, rotation_angles.
 void add_import_functions(pybind11::module_& m);
+/// measure_rectification.
+void add_measure_functions(pybind11::module_& m);
 /// inspect_json, diff_json, read_picture, write_png, check_picture_size.
 void add_file_functions(pybind11::module_& m);
 

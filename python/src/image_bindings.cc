@@ -14,6 +14,7 @@
 #include "host/images/calibration_inputs.h"
 #include "host/images/image_builders.h"
 #include "host/images/section_stamp.h"
+#include "host/inputs/plausibility.h"
 #include "host_call.h"
 
 namespace deflash_python {
@@ -128,7 +129,7 @@ py::dict check_calibration(const std::optional<std::string>& json_text, const st
         json_text ? deflash_host::parse_calibration_json(*json_text, source, calibration, error)
                   : deflash_host::read_calibration_json(source, calibration, error);
     if (!read) return fail(status::rejected, error);
-    return deflash_host::problems_outcome(deflash_host::calibration_problems(calibration, source),
+    return deflash_host::problems_outcome(deflash_host::calibration_problems(source, calibration),
                                           allow_implausible);
   });
   return outcome_dict(result);

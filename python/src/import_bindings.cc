@@ -1,12 +1,12 @@
-// Calibrations of other tools from Python, through the host's import, and
-// the rotation angles of the calibration's convention.
+// Calibrations of other tools from Python, through the host's import (what
+// calib-json runs), and the rotation angles of the calibration's convention.
 #include <pybind11/stl.h>
 
 #include <string>
 #include <vector>
 
 #include "bindings.h"
-#include "host/images/imported_calibration.h"
+#include "host/import/calibration_json_writer.h"
 #include "host/import/camera_import.h"
 #include "host_call.h"
 
@@ -19,20 +19,21 @@ py::tuple import_calibration(const std::string& source, const std::vector<std::s
                              const std::vector<std::string>& ir_rgb,
                              const std::vector<std::string>& camchain, const std::string& ir_size,
                              const std::string& rgb_size, const std::string& unit,
-                             const std::string& temperatures) {
-  deflash_host::import_options import;
-  import.from = source;
-  import.ir_pair = ir_pair;
-  import.ir_rgb = ir_rgb;
-  import.camchain = camchain;
-  import.ir_size = ir_size;
-  import.rgb_size = rgb_size;
-  import.unit = unit;
+                             const std::string& temperatures, bool allow_implausible) {
+  deflash_host::calibration_json_request request;
+  request.import.from = source;
+  request.import.ir_pair = ir_pair;
+  request.import.ir_rgb = ir_rgb;
+  request.import.camchain = camchain;
+  request.import.ir_size = ir_size;
+  request.import.rgb_size = rgb_size;
+  request.import.unit = unit;
+  request.temperatures = temperatures;
+  request.out = "calibration";
+  request.allow_implausible = allow_implausible;
   std::string text;
-  const deflash_host::outcome result = host_call(false, [&] {
-    return deflash_host::import_calibration_json(import, temperatures, "", "imported calibration",
-                                                 text);
-  });
+  const deflash_host::outcome result =
+      host_call(false, [&] { return deflash_host::import_calibration_json(request, text); });
   return py::make_tuple(outcome_dict(result), result.ok() ? text : std::string());
 }
 

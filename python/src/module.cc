@@ -28,4 +28,5 @@ PYBIND11_MODULE(_deflash, m) {
   add_update_functions(m);
   add_import_functions(m);
   add_file_functions(m);
+  add_measure_functions(m);
 }

@@ -179,7 +179,8 @@ def test_the_depth_engine_image_checks_each_file_is_what_its_argument_says():
     assert refusal(deflash.UsageError, lambda: deflash.depth_engine_image(
         ["/tmp"], d2c, ir_pre)) == "/tmp: cannot be read (it is a folder)"
     assert refusal(deflash.UsageError, lambda: deflash.depth_engine_image([], d2c, ir_pre)) == (
-        "no dpu file: the depth-engine image needs one DPU configuration per camera mode")
+        "give at least one dpu file: without one the image's DPU block stays erased flash, "
+        "which inspect rejects")
     assert refusal(deflash.CalibrationError, lambda: deflash.depth_engine_image(
         [CLOSE], d2c, ir_pre)) == (
         f"{CLOSE}: not a DPU configuration: section [mode] is missing or empty")

@@ -299,7 +299,8 @@ CASES = [
          "$DIR/dpu.ini: not a DPU configuration: section [basic] is missing or empty"),
     Case("DeconfigWithoutADpuFile", lambda d: deconfig(
         d, [], os.path.join(MODULE, "d2c.ini"), os.path.join(MODULE, "ir_pre.ini")), 2,
-         "no --dpu file: the depth-engine image needs one DPU configuration per camera mode"),
+         "give at least one --dpu file: without one the image's DPU block stays erased flash, "
+         "which inspect rejects"),
     Case("DpuFileIsAFolder", lambda d: deconfig(
         d, [folder(d, "dpu")], os.path.join(MODULE, "d2c.ini"),
         os.path.join(MODULE, "ir_pre.ini")), 2, "$DIR/dpu: cannot be read (it is a folder)"),
@@ -318,9 +319,11 @@ CASES = [
     Case("UpdateFbNotANumber",
          lambda d: update(d, "update-fb", image_of("calibration"), "nan:50.5"), 2),
     Case("UpdateFbOfAnUnknownFocalLength",
-         lambda d: update(d, "update-fb", image_of("calibration"), "1.0:51.0"), 1,
-         "$IMAGE: update_soc_multi_fb_d2c_de refused the update: -2 "
-         "(DRIVER_HELPER_INVALID_PARAM)"),
+         lambda d: update(d, "update-fb", image_of("calibration"), "1.0:51.0"), 1),
+    Case("UpdateBaselineOfTheOtherSign",
+         lambda d: update(d, "update-baseline", image_of("calibration"), "50"), 1),
+    Case("UpdateBaselineBeyondAModule",
+         lambda d: update(d, "update-baseline", image_of("calibration"), "-5000"), 2),
 ]
 
 #: A calibration dict gives the file's refusal, named "calibration".

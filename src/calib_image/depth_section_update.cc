@@ -4,6 +4,7 @@
 
 #include "calib_image/image_update.h"
 #include "calib_image/section_patch.h"
+#include "calib_image/update_matching.h"
 #include "deflash/result_codes.h"
 #include "frame/byte_view.h"
 #include "frame/byte_writer.h"
@@ -16,11 +17,6 @@ namespace {
 // an entry of this table.
 constexpr std::size_t kDepthItemFieldsEnd = kDepthItemFocalLengthOffset + 4;
 static_assert(kDepthItemBaselineOffset < kDepthItemFocalLengthOffset, "baseline comes first");
-
-// Entries look for their pair: the host measured the focal length of the
-// very mode it hands a baseline for, so only a rounding-sized difference is
-// allowed. (Pairs looking for entries allow more, see fb_d2c_update.cc.)
-constexpr float kEntryToPairTolerance = 1.0f;
 
 // The section starts over from erased flash: header with a new time stamp and
 // a zero CRC, the items follow as they are copied.

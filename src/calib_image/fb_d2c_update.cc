@@ -4,6 +4,7 @@
 
 #include "calib_image/image_update.h"
 #include "calib_image/section_patch.h"
+#include "calib_image/update_matching.h"
 #include "deflash/result_codes.h"
 #include "frame/byte_view.h"
 #include "frame/byte_writer.h"
@@ -14,11 +15,6 @@ namespace {
 
 constexpr std::size_t kD2cItemFieldsEnd = kD2cItemFyOffset + 4;
 constexpr std::size_t kDepthItemFieldsEnd = kDepthItemFocalLengthOffset + 4;
-
-// Pairs look for entries: a re-measured focal length may have moved by a few
-// pixels from the one stored, so the window is wider than when entries look
-// for pairs (1.0, depth_section_update.cc). The difference is deliberate.
-constexpr float kPairToEntryTolerance = 6.0f;
 
 bool within_tolerance(float stored, float wanted) {
   return std::fabs(stored - wanted) < kPairToEntryTolerance;

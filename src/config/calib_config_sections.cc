@@ -7,6 +7,7 @@
 #include <optional>
 #include <type_traits>
 
+#include "config/brace_list.h"
 #include "config/camera_rules.h"
 #include "config/ini_convert.h"
 #include "frame/log.h"
@@ -134,7 +135,7 @@ section_status read_rectify_section(const ini_section& section, calib_input_conf
   if (const ini_value* value = keys.find("rectify_start_rows_buff_reserved")) {
     // The list is parsed straight into the pair; a wrong count fails the
     // section after its own log line, with no section message.
-    const std::size_t count = parse_brace_byte_list(value->text(), reserved, kReservedRowsCount);
+    const std::size_t count = parse_brace_list_u8(value->text(), reserved, kReservedRowsCount);
     if (count != kReservedRowsCount) {
       console_log("rectify_start_rows_buff_reserved to array %s error", value->text().c_str());
       return {false, std::string()};

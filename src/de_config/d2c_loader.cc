@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "config/brace_list.h"
 #include "config/ini_convert.h"
-#include "de_config/brace_list.h"
 #include "de_config/de_config_state.h"
 #include "de_config/description_text.h"
 #include "de_config/field_check.h"

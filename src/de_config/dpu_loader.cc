@@ -4,14 +4,16 @@
 #include <cmath>
 #include <cstdint>
 #include <exception>
+#include <iterator>
 
+#include "config/brace_list.h"
 #include "config/camera_rules.h"
 #include "config/ini_convert.h"
 #include "config/ini_reader.h"
-#include "de_config/brace_list.h"
 #include "de_config/config_file.h"
 #include "de_config/de_config_state.h"
 #include "de_config/description_text.h"
+#include "de_config/dpu_keys.h"
 #include "de_config/field_check.h"
 #include "de_config/loader_message.h"
 #include "de_config/unit_rounding.h"
@@ -22,9 +24,6 @@ namespace deflash {
 namespace {
 
 static_assert(sizeof(dpu_mode{}.dpu_desc) == kDescriptionBytes, "dpu_desc is a description field");
-
-// Sections every DPU input file must have, in the order they are checked.
-constexpr const char* kRequiredSections[] = {"mode", "basic", "disparity", "extend_chop", "gpm"};
 
 // Depth units the DPU supports, in mm, indexed by their register code.
 constexpr double kDepthUnits[kDepthUnitCount] = {0.1, 0.2, 0.4, 0.8, 1.6};
@@ -129,44 +128,20 @@ bool read_basic(dpu_reader& r, dpu_basic_params& b) {
   return true;
 }
 
-// Every key is required and fails only by throwing (-5), so this section
-// has no failure of its own; its code -9 stays reserved.
-void read_disparity(dpu_reader& r, dpu_disparity_params& d) {
-  constexpr const char* s = "disparity";
-  d.min_disparity = as_int(r.value(s, "min_disparity"));
-  d.pre_win_size = as_int(r.value(s, "pre_win_size"));
-  d.win_size = as_int(r.value(s, "win_size"));
-  d.cost_strong_t = as_int(r.value(s, "cost_strong_t"));
-  d.cost_weak_t = as_int(r.value(s, "cost_weak_t"));
-  d.conf_region_t = as_int(r.value(s, "conf_region_t"));
-  d.conf_strong_t = as_int(r.value(s, "conf_strong_t"));
-  d.conf_grow_t = as_int(r.value(s, "conf_grow_t"));
-  d.grow_disp_diff_thr = as_int(r.value(s, "grow_disp_diff_thr"));
-  d.lrc_en = as_bool(r.value(s, "lrc_en"));
-  d.lrc_thresh = as_int(r.value(s, "lrc_thresh"));
-  d.shadow_en = as_bool(r.value(s, "shadow_en"));
-  d.shadow_ring_base = as_int(r.value(s, "shadow_ring_base"));
-  d.shadow_win_size = as_int(r.value(s, "shadow_win_size"));
-  d.shadow_smooth_size = as_int(r.value(s, "shadow_smooth_size"));
-  d.shadow_tex_thresh = as_int(r.value(s, "shadow_tex_thresh"));
-  d.shadow_diff_per = as_int(r.value(s, "shadow_diff_per"));
-  d.shadow_edge_preserving = as_int(r.value(s, "shadow_edge_preserving"));
-  d.cost_shadow1_t = as_int(r.value(s, "cost_shadow1_t"));
-  d.cost_shadow2_t = as_int(r.value(s, "cost_shadow2_t"));
-  d.arm_len = as_int(r.value(s, "arm_len"));
-  d.arm_short_en = as_bool(r.value(s, "arm_short_en"));
-  d.arm_short_mask = as_int(r.value(s, "arm_short_mask"));
-  d.tile_width = as_int(r.value(s, "tile_width"));
-  d.tile_overlap_x = as_int(r.value(s, "tile_overlap_x"));
-  d.tile_overlap_x_fast = as_int(r.value(s, "tile_overlap_x_fast"));
-  d.tile_overlap_y = as_int(r.value(s, "tile_overlap_y"));
-  d.tile_overlap_y_traverse = as_int(r.value(s, "tile_overlap_y_traverse"));
-  d.max_see_num = as_int(r.value(s, "max_see_num"));
-  d.max_seed_try_num = as_int(r.value(s, "max_seed_try_num"));
-  d.max_seed_valid_try_num = as_int(r.value(s, "max_seed_valid_try_num"));
-  d.smooth_enable = as_bool(r.value(s, "smooth_enable"));
-  d.smooth_win_size = as_int(r.value(s, "smooth_win_size"));
-  d.sp_coef = as_int(r.value(s, "sp_coef"));
+// Reads every key of `keys` from `section` into `out`. Every key is required
+// and fails only by throwing (-5), so [disparity] and [gpm] have no failure
+// of their own; their codes -9 and -11 stay reserved.
+template <typename Params, std::size_t N>
+void read_fields(dpu_reader& r, const char* section, const dpu_field_key<Params> (&keys)[N],
+                 Params& out) {
+  for (const dpu_field_key<Params>& key : keys) {
+    const ini_value& value = r.value(section, key.name);
+    if (key.flag != nullptr) {
+      out.*key.flag = as_bool(value);
+    } else {
+      out.*key.number = as_int(value);
+    }
+  }
 }
 
 bool read_edges(dpu_reader& r, const char* key, uint32_t (&out)[kEdgeValues]) {
@@ -179,23 +154,12 @@ bool read_edges(dpu_reader& r, const char* key, uint32_t (&out)[kEdgeValues]) {
 }
 
 bool read_extend_chop(dpu_reader& r, dpu_extend_chop_params& e) {
-  return read_edges(r, "extend_tar", e.extend_tar) && read_edges(r, "extend_ref", e.extend_ref) &&
-         read_edges(r, "chop", e.chop);
-}
-
-// As the disparity keys: failures come only as exceptions; -11 stays reserved.
-void read_gpm(dpu_reader& r, dpu_gpm_params& g) {
-  constexpr const char* s = "gpm";
-  g.enable = as_bool(r.value(s, "enable"));
-  g.x_coordinate = as_int(r.value(s, "x_coordinate"));
-  g.y_coordinate = as_int(r.value(s, "y_coordinate"));
-  g.texture_t0 = as_int(r.value(s, "texture_t0"));
-  g.texture_t1 = as_int(r.value(s, "texture_t1"));
-  g.active_t = as_int(r.value(s, "active_t"));
-  g.ncost_t = as_int(r.value(s, "ncost_t"));
-  g.hist_dy_dist = as_int(r.value(s, "hist_dy_dist"));
-  g.gp_enabled_cols = as_int(r.value(s, "gp_enabled_cols"));
-  g.gp_ref_dy_t = as_int(r.value(s, "gp_ref_dy_t"));
+  uint32_t(*const edges[])[kEdgeValues] = {&e.extend_tar, &e.extend_ref, &e.chop};
+  static_assert(std::size(edges) == std::size(kDpuEdgeKeys), "one field per edge key");
+  for (std::size_t i = 0; i < std::size(edges); ++i) {
+    if (!read_edges(r, kDpuEdgeKeys[i], *edges[i])) return false;
+  }
+  return true;
 }
 
 uint32_t with_bit(uint32_t flags, int bit, bool set) {
@@ -243,7 +207,7 @@ int load_dpu_document(const char* path) {
   if (document.find_section("mode") == nullptr) return DRIVER_HELPER_OK;
 
   loader_message message;
-  for (const char* section : kRequiredSections) {
+  for (const char* section : kDpuRequiredSections) {
     if (document.find_section(section) == nullptr) {
       message.format("%s section not found!", section);
       message.print();
@@ -262,12 +226,12 @@ int load_dpu_document(const char* path) {
     message.print();
     return DRIVER_HELPER_DPU_BASIC_ERROR;
   }
-  read_disparity(reader, state.params.disparity);
+  read_fields(reader, "disparity", kDpuDisparityKeys, state.params.disparity);
   if (!read_extend_chop(reader, state.params.extend_chop)) {
     message.print();
     return DRIVER_HELPER_DPU_EXTEND_CHOP_ERROR;
   }
-  read_gpm(reader, state.params.gpm);
+  read_fields(reader, "gpm", kDpuGpmKeys, state.params.gpm);
   state.scheme = dpu_scheme_config{};
   // The scheme is optional: without it every scheme value and flag is 0.
   if (document.find_section("scheme") != nullptr &&

@@ -150,8 +150,6 @@ void invert_into_lut(const start_rows_working& w, int32_t rows, int32_t* lut) {
 
 }  // namespace
 
-int32_t line_buffer_depth(int32_t width) { return kLineBufferPixels / width; }
-
 uint32_t compute_start_rows_lut(const DeCameraIntrinsic_S* src, const DeCameraIntrinsic_S* dst,
                                 const float* distortion, const double* matrix, int32_t* lut,
                                 int32_t rows, const uint8_t* reserved, simd_path path,

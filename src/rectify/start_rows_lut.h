@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "deflash/calib_records.h"
+#include "rectify/line_buffer.h"
 #include "rectify/simd_path.h"
 #include "rectify/start_rows_table.h"
 
@@ -18,9 +19,6 @@ constexpr int32_t kStartRowsFill = -24;
 constexpr uint32_t kStartRowsNullTable = 0xFFFFFFFFu;
 /// Result for sizes the table cannot be computed for.
 constexpr uint32_t kStartRowsBadSize = 0xFFFFFFFEu;
-
-/// Depth of the line buffer in source rows for a source `width` (> 0).
-int32_t line_buffer_depth(int32_t width);
 
 /// Per destination row working values, kept for inspection.
 struct start_rows_working {

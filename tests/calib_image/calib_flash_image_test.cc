@@ -9,6 +9,7 @@
 #include "calib_image/calib_state.h"
 #include "deflash/calib_image.h"
 #include "deflash/frame.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "support/calib_image_decoder.h"
 #include "support/console_capture.h"

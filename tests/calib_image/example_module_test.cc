@@ -12,6 +12,7 @@
 #include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
 #include "deflash/frame.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/crc32.h"
 #include "support/calib_image_decoder.h"

@@ -15,6 +15,7 @@
 
 #include "calib_image/calib_image_layout.h"
 #include "deflash/calib_image.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "support/calib_image_builder.h"
 #include "support/console_capture.h"

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "deflash/calib_image.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "support/calib_image_decoder.h"
 #include "support/console_capture.h"

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "de_config/dpu_keys.h"
+
 namespace deflash_test {
 
 /// Sections and keys in file order; `str()` renders "key = value" lines.
@@ -94,48 +96,16 @@ inline ini_text valid_dpu_ini() {
       .set("basic", "d2c_recovery_expand_width", "0.0")
       .set("basic", "depth_sign", "1")
       .set("basic", "depth_unit", "0.2");
-  const char* disparity_ints[] = {"min_disparity",
-                                  "pre_win_size",
-                                  "win_size",
-                                  "cost_strong_t",
-                                  "cost_weak_t",
-                                  "conf_region_t",
-                                  "conf_strong_t",
-                                  "conf_grow_t",
-                                  "grow_disp_diff_thr",
-                                  "lrc_thresh",
-                                  "shadow_ring_base",
-                                  "shadow_win_size",
-                                  "shadow_smooth_size",
-                                  "shadow_tex_thresh",
-                                  "shadow_diff_per",
-                                  "shadow_edge_preserving",
-                                  "cost_shadow1_t",
-                                  "cost_shadow2_t",
-                                  "arm_len",
-                                  "arm_short_mask",
-                                  "tile_width",
-                                  "tile_overlap_x",
-                                  "tile_overlap_x_fast",
-                                  "tile_overlap_y",
-                                  "tile_overlap_y_traverse",
-                                  "max_see_num",
-                                  "max_seed_try_num",
-                                  "max_seed_valid_try_num",
-                                  "smooth_win_size",
-                                  "sp_coef"};
+  // Numbers count up across [disparity] and [gpm]; flags are true.
   int value = 1;
-  for (const char* key : disparity_ints) t.set("disparity", key, std::to_string(value++));
-  for (const char* key : {"lrc_en", "shadow_en", "arm_short_en", "smooth_enable"}) {
-    t.set("disparity", key, "true");
+  for (const auto& key : deflash::kDpuDisparityKeys) {
+    t.set("disparity", key.name, key.flag != nullptr ? "true" : std::to_string(value++));
   }
   t.set("extend_chop", "extend_tar", "{0,0,0,0}")
       .set("extend_chop", "extend_ref", "{64,0,0,0}")
       .set("extend_chop", "chop", "{8,4,8,4}");
-  t.set("gpm", "enable", "false");
-  for (const char* key : {"x_coordinate", "y_coordinate", "texture_t0", "texture_t1", "active_t",
-                          "ncost_t", "hist_dy_dist", "gp_enabled_cols", "gp_ref_dy_t"}) {
-    t.set("gpm", key, std::to_string(value++));
+  for (const auto& key : deflash::kDpuGpmKeys) {
+    t.set("gpm", key.name, key.flag != nullptr ? "false" : std::to_string(value++));
   }
   t.set("scheme", "disp_offset", "8")
       .set("scheme", "d2d_params_unit", "0.2")

@@ -18,6 +18,7 @@
 #include "calib_image/calib_image_layout.h"
 #include "de_config/example_inputs.h"
 #include "deflash/calib_image.h"
+#include "frame/byte_view.h"
 #include "deflash/de_config.h"
 #include "deflash/frame.h"
 #include "deflash/rectify.h"

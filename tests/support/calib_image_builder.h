@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "calib_image/calib_image_layout.h"
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/crc32.h"
 #include "frame/md5.h"

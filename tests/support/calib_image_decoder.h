@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/crc32.h"
 #include "frame/md5.h"

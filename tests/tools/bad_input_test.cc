@@ -5,7 +5,9 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -139,6 +141,119 @@ std::vector<std::string> calib_raw(const temp_dir& dir, const std::string& recor
           dir.file("calib.bin")};
 }
 
+/// startrow on the example module with configuration text `ini`.
+std::vector<std::string> startrow_config(const temp_dir& dir, const std::string& ini) {
+  dir.write("startrow.bin", "previous image");
+  return {"startrow",
+          "--calibration",
+          kModule + "/calibration.json",
+          "--config",
+          dir.write("c.ini", ini),
+          "--out",
+          dir.file("startrow.bin")};
+}
+
+std::vector<std::string> check_config(const temp_dir& dir, const std::string& ini) {
+  return {"check-config", dir.write("c.ini", ini)};
+}
+
+const std::string kExamples = DEFLASH_SOURCE_DIR "/examples";
+
+/// The example OpenCV intrinsics with `from` replaced by `to`.
+std::string opencv_intrinsics(const std::string& from, const std::string& to) {
+  std::string text = text_of(kExamples + "/opencv/intrinsics.yml");
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+/// calib-json of the example OpenCV files, the intrinsics replaced by
+/// `intrinsics`, and an existing output that must survive.
+std::vector<std::string> calib_json_opencv(const temp_dir& dir, const std::string& intrinsics) {
+  dir.write("module.json", "previous calibration");
+  return {"calib-json",
+          "--from",
+          "opencv",
+          "--ir-pair",
+          dir.write("intrinsics.yml", intrinsics),
+          kExamples + "/opencv/extrinsics.yml",
+          "--ir-rgb",
+          kExamples + "/opencv/ir_rgb.xml",
+          "--temperatures",
+          "35,35,38",
+          "--out",
+          dir.file("module.json")};
+}
+
+const std::string kReservedRows = "rectify_start_rows_buff_reserved = {64,64}";
+
+/// A manifest `m.txt` in the case's folder: `settings` lines, then module
+/// A1 with the example calibration.
+std::string manifest(const temp_dir& dir, const std::string& settings) {
+  return dir.write("m.txt", settings + "A1 " + kModule + "/calibration.json\n");
+}
+
+/// The settings lines naming every example configuration file.
+std::string example_settings() {
+  return "config = " + kModule + "/calib_close.ini\ndpu = " + kModule +
+         "/dpu_close.ini\nd2c = " + kModule + "/d2c.ini\nir-pre = " + kModule + "/ir_pre.ini\n";
+}
+
+/// A folder `lot` of module folders A1 and B1 with the example calibration
+/// and the shared configuration files.
+std::string module_folders(const temp_dir& dir) {
+  for (const char* name : {"lot", "lot/A1", "lot/B1"}) mkdir(dir.file(name).c_str(), 0755);
+  for (const char* name : {"A1", "B1"}) {
+    dir.write(std::string("lot/") + name + "/calibration.json",
+              text_of(kModule + "/calibration.json"));
+  }
+  for (const char* name : {"calib_close.ini", "dpu_close.ini", "d2c.ini", "ir_pre.ini"}) {
+    dir.write(std::string("lot/") + name, text_of(kModule + "/" + name));
+  }
+  return dir.file("lot");
+}
+
+const std::string kGoldenCalib = DEFLASH_SOURCE_DIR "/tests/data/calib_example.bin";
+
+/// `command` (update-baseline or update-fb) on `image` with `more`, and an
+/// existing output that must survive every refusal.
+std::vector<std::string> update(const temp_dir& dir, const std::string& command,
+                                const std::string& image, std::vector<std::string> more) {
+  dir.write("out.bin", "previous image");
+  std::vector<std::string> args = {command, image, "--out", dir.file("out.bin")};
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+// The depth-calculation section of the golden image: its header fields and
+// the fields of its first entry.
+constexpr std::size_t kDepthSectionAt = 0x4000;
+constexpr std::size_t kDepthSectionBytes = 4096;
+constexpr std::size_t kSectionCrc = 4;
+constexpr std::size_t kSectionLength = 8;
+constexpr std::size_t kSectionItemCount = 52;
+constexpr std::size_t kSectionHeaderBytes = 60;
+constexpr std::size_t kFirstEntryFocalLength = kSectionHeaderBytes + 44;
+
+void put_u32(std::string& bytes, std::size_t at, uint32_t value) {
+  for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<char>((value >> (8 * i)) & 0xFF);
+}
+
+/// The golden image's depth section alone, edited by `edit` and sealed with
+/// a fresh CRC, so that it verifies: written to `depth.bin`.
+std::string depth_section(const temp_dir& dir, const std::function<void(std::string&)>& edit) {
+  std::string section = text_of(kGoldenCalib).substr(kDepthSectionAt, kDepthSectionBytes);
+  edit(section);
+  uint32_t length = 0;
+  std::memcpy(&length, &section[kSectionLength], sizeof length);
+  put_u32(section, kSectionCrc, 0);
+  const auto crc = static_cast<uint32_t>(
+      crc32(0L, reinterpret_cast<const Bytef*>(section.data()), static_cast<uInt>(length)));
+  put_u32(section, kSectionCrc, crc);
+  return dir.write("depth.bin", section);
+}
+
 // Offsets in the raw record: each camera is height, width, fx, fy, cx, cy, then
 // its eight distortion coefficients, as float32.
 constexpr std::size_t kRawLeftWidth = 4;
@@ -248,49 +363,15 @@ const std::vector<bad_input>& catalogue() {
        },
        1, ""},
       {"RawCalibrationOfTheWrongSize",
-       [](const temp_dir& d) {
-         d.write("calib.bin", "previous image");
-         return std::vector<std::string>{"calib",
-                                         "--raw-calibration",
-                                         d.write("raw.bin", std::string(100, '\0')),
-                                         "--temperatures",
-                                         "35,35,38",
-                                         "--config",
-                                         kModule + "/calib_close.ini",
-                                         "--out",
-                                         d.file("calib.bin")};
-       },
-       1, "deflash: $DIR/raw.bin: is 100 bytes; a raw calibration record is exactly 6264 bytes"},
+       [](const temp_dir& d) { return calib_raw(d, std::string(100, '\0')); }, 1,
+       "deflash: $DIR/raw.bin: is 100 bytes; a raw calibration record is exactly 6264 bytes"},
       {"RawCalibrationOfZeros",
-       [](const temp_dir& d) {
-         d.write("calib.bin", "previous image");
-         return std::vector<std::string>{"calib",
-                                         "--raw-calibration",
-                                         d.write("raw.bin", std::string(6264, '\0')),
-                                         "--temperatures",
-                                         "35,35,38",
-                                         "--config",
-                                         kModule + "/calib_close.ini",
-                                         "--out",
-                                         d.file("calib.bin")};
-       },
-       1,
+       [](const temp_dir& d) { return calib_raw(d, std::string(6264, '\0')); }, 1,
        "deflash: $DIR/raw.bin: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 mm" +
            kImplausible},
       {"TemperaturesNotNumbers",
-       [](const temp_dir& d) {
-         d.write("calib.bin", "previous image");
-         return std::vector<std::string>{"calib",
-                                         "--raw-calibration",
-                                         d.write("raw.bin", std::string(6264, '\0')),
-                                         "--temperatures",
-                                         "nan,35,38",
-                                         "--config",
-                                         kModule + "/calib_close.ini",
-                                         "--out",
-                                         d.file("calib.bin")};
-       },
-       2, "deflash: --temperatures \"nan,35,38\" must be three numbers L,R,LDM (degrees Celsius)"},
+       [](const temp_dir& d) { return calib_raw(d, std::string(6264, '\0'), "nan,35,38"); }, 2,
+       "deflash: --temperatures \"nan,35,38\" must be three numbers L,R,LDM (degrees Celsius)"},
 
       // Configuration files.
       {"MissingConfiguration",
@@ -634,16 +715,6 @@ const std::vector<bad_input>& catalogue() {
                          kModule + "/ir_pre.ini");
        },
        2, "deflash: /" + std::string(300, 'a') + ": path longer than 255 characters"},
-      {"DeconfigWithoutADpuFile",
-       [](const temp_dir& d) {
-         d.write("de.bin", "previous image");
-         return std::vector<std::string>{
-             "deconfig", "--d2c",         kModule + "/d2c.ini", "--ir-pre", kModule + "/ir_pre.ini",
-             "--out",    d.file("de.bin")};
-       },
-       2,
-       "deflash: no --dpu file: the depth-engine image needs one DPU configuration per camera "
-       "mode"},
       {"DeconfigOutputIsAnInput",
        [](const temp_dir& d) {
          const std::string ir = d.write("ir.ini", text_of(kModule + "/ir_pre.ini"));
@@ -727,6 +798,302 @@ const std::vector<bad_input>& catalogue() {
          return std::vector<std::string>{"check-config", "--kind", "d2c", d.write("d2c.ini", text)};
        },
        0, ""},
+
+      // Baseline and focal-length updates.
+      {"UpdateIndexBeyondTheEntries",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "-60", "--index", "5"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": has 2 depth-calculation entries (0 to 1); --index 5 names none"},
+      {"UpdateNegativeIndex",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "-60", "--index=-1"});
+       },
+       2, "deflash: --index -1 must be 0 or more; leave --index out to update every entry"},
+      {"UpdateBaselineNoModuleHas",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "1e30"});
+       },
+       2,
+       "deflash: --baseline 1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
+       "module"},
+      {"UpdateBaselineZero",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "0"});
+       },
+       2, "deflash: --baseline 0: a baseline of 0 mm is outside the 1 to 1000 mm of a real module"},
+      {"UpdatePairBaselineNoModuleHas",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--fb", "645:1e30"});
+       },
+       2,
+       "deflash: --fb 645:1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
+       "module"},
+      {"UpdateFbBaselineNoModuleHas",
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "646:1e30"});
+       },
+       2,
+       "deflash: --fb 646:1e+30: a baseline of 1e+30 mm is outside the 1 to 1000 mm of a real "
+       "module"},
+      {"UpdateFocalLengthNaN",
+       [](const temp_dir& d) {
+         const std::string image = depth_section(d, [](std::string& s) {
+           const float nan = NAN;
+           std::memcpy(&s[kFirstEntryFocalLength], &nan, sizeof nan);
+         });
+         return update(d, "update-baseline", image, {"--baseline", "-60"});
+       },
+       1,
+       "deflash: $DIR/depth.bin: depth-calculation entry 0 has focal length nan; no PBF register "
+       "can be computed from it"},
+      {"UpdateImageWithoutDepthEntries",
+       [](const temp_dir& d) {
+         const std::string image = depth_section(d, [](std::string& s) {
+           put_u32(s, kSectionItemCount, 0);
+           put_u32(s, kSectionLength, kSectionHeaderBytes);
+           std::fill(s.begin() + kSectionHeaderBytes, s.end(), '\xFF');
+         });
+         return update(d, "update-baseline", image, {"--baseline", "-60"});
+       },
+       1, "deflash: $DIR/depth.bin: has no depth-calculation entries; nothing to update"},
+      {"UpdateBaselineOfTheOtherSign",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--baseline", "50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --baseline 50 has the other sign than the baseline -50.0125 of depth-calculation "
+           "entry 0 (the sign says which IR camera is the reference); give -50 to keep it"},
+      {"UpdateFbBaselineOfTheOtherSign",
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "646:50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 646:50 has the other sign than the baseline -50.0125 of depth-calculation "
+           "entry 0 (the sign says which IR camera is the reference); give -50 to keep it"},
+      {"UpdateEntryWithoutAPair",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--fb", "500:-50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": depth-calculation entry 0 (focal length 645.07) has no --fb pair within 1 of it; "
+           "the depth-calculation entries' focal lengths are 645.07"},
+      {"UpdatePairMatchingNoEntry",
+       [](const temp_dir& d) {
+         return update(d, "update-baseline", kGoldenCalib, {"--fb", "645:-50", "--fb", "900:-50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 900:-50 matches no depth-calculation entry (within 1 of its focal length); the "
+           "depth-calculation entries' focal lengths are 645.07"},
+      {"UpdateFbPairMatchingNoEntry",
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "900:-50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 900:-50 matches no depth-to-colour entry (within 6 of its focal length); the "
+           "depth-to-colour entries' focal lengths are 645.07"},
+
+      // Configuration values no camera has.
+      {"ReservedRowsNegativeInCheckConfig",
+       [](const temp_dir& d) {
+         return check_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {-64,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
+      {"ReservedRowsNegativeInCalib",
+       [](const temp_dir& d) {
+         return calib_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {-64,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
+      {"ReservedRowsNegativeInStartrow",
+       [](const temp_dir& d) {
+         return startrow_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {-64,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: -64 is outside 0 to 255"},
+      {"ReservedRowsNotWholeInCheckConfig",
+       [](const temp_dir& d) {
+         return check_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+       },
+       1,
+       "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
+       "whole numbers in braces, such as {64,64}"},
+      {"ReservedRowsNotWholeInCalib",
+       [](const temp_dir& d) {
+         return calib_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+       },
+       1,
+       "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
+       "whole numbers in braces, such as {64,64}"},
+      {"ReservedRowsNotWholeInStartrow",
+       [](const temp_dir& d) {
+         return startrow_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {1e9,1}"));
+       },
+       1,
+       "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: \"{1e9,1}\" is not a list of 2 "
+       "whole numbers in braces, such as {64,64}"},
+      {"ReservedRowsBeyondAByte",
+       [](const temp_dir& d) {
+         return calib_config(
+             d, close_ini(kReservedRows, "rectify_start_rows_buff_reserved = {256,64}"));
+       },
+       1, "deflash: $DIR/c.ini:64: rectify_start_rows_buff_reserved: 256 is outside 0 to 255"},
+
+      // Imports that calib would refuse are not written.
+      {"CalibJsonFocalLengthZero",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d, opencv_intrinsics("643.52, 0.0, 641.37", "0, 0.0, 641.37"));
+       },
+       1,
+       "deflash: imported calibration: left_ir.fx: 0 is not a positive focal length in pixels" +
+           kImplausible},
+      {"CalibJsonFocalLengthNegative",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d,
+                                  opencv_intrinsics("643.52, 0.0, 641.37", "-643.52, 0.0, 641.37"));
+       },
+       1,
+       "deflash: imported calibration: left_ir.fx: -643.52002 is not a positive focal length in "
+       "pixels" +
+           kImplausible},
+      {"CalibJsonOneRosFileForBothCameras",
+       [](const temp_dir& d) {
+         d.write("module.json", "previous calibration");
+         const std::string ros = kExamples + "/ros/";
+         return std::vector<std::string>{"calib-json",
+                                         "--from",
+                                         "ros",
+                                         ros + "ir_left.yaml",
+                                         ros + "ir_left.yaml",
+                                         ros + "ir_rgb_left.yaml",
+                                         ros + "ir_rgb_rgb.yaml",
+                                         "--temperatures",
+                                         "35,35,38",
+                                         "--out",
+                                         d.file("module.json")};
+       },
+       1,
+       "deflash: imported calibration: right_ir_extrinsics.tx: baseline 0 mm is shorter than 1 "
+       "mm" +
+           kImplausible},
+      {"CalibJsonCameraMatrixAsOneRow",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d,
+                                  opencv_intrinsics("M1: !!opencv-matrix\n   rows: 3\n   cols: 3",
+                                                    "M1: !!opencv-matrix\n   rows: 1\n   cols: 9"));
+       },
+       1, "deflash: $DIR/intrinsics.yml:3: \"M1\": is a 1x9 matrix; a camera matrix is 3x3"},
+      {"CalibJsonValueBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d, opencv_intrinsics("643.52, 0.0, 641.37", "1e39, 0.0, 641.37"));
+       },
+       1,
+       "deflash: $DIR/intrinsics.yml:3: \"M1\": fx = 1e+39 does not fit the calibration "
+       "record's 32-bit floats"},
+      {"CalibJsonDistortionBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_opencv(d, opencv_intrinsics("-0.0412, 0.0123", "-0.0412, 5e40"));
+       },
+       1,
+       "deflash: $DIR/intrinsics.yml:8: \"D1\": k2 = 5e+40 does not fit the calibration record's "
+       "32-bit floats"},
+
+      // Depth-engine image without a DPU file.
+      {"DeconfigWithoutDpu",
+       [](const temp_dir& d) {
+         d.write("de.bin", "previous image");
+         return std::vector<std::string>{
+             "deconfig", "--d2c",         kModule + "/d2c.ini", "--ir-pre", kModule + "/ir_pre.ini",
+             "--out",    d.file("de.bin")};
+       },
+       2,
+       "deflash: give at least one --dpu file: without one the image's DPU block stays erased "
+       "flash, which inspect rejects"},
+
+      // batch: what it reads and writes is safe from its report.
+      {"BatchManifestWithoutDpu",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{
+             "batch",
+             manifest(d, "config = " + kModule + "/calib_close.ini\nd2c = " + kModule +
+                             "/d2c.ini\nir-pre = " + kModule + "/ir_pre.ini\n"),
+             "--out-dir", d.file("out")};
+       },
+       2,
+       "deflash: $DIR/m.txt: the depth-engine image needs a DPU file: give \"dpu = INI\" lines or "
+       "--dpu"},
+      {"BatchSharedConfigurationMissing",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch",
+                                         manifest(d, "config = " + d.file("absent.ini") + "\n"),
+                                         "--out-dir", d.file("out")};
+       },
+       2, "deflash: $DIR/m.txt:1: $DIR/absent.ini: cannot be read (No such file or directory)"},
+      {"BatchSharedConfigurationMissingOnTheCommandLine",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch",       module_folders(d), "--out-dir",
+                                         d.file("out"), "--config",        d.file("absent.ini")};
+       },
+       2, "deflash: $DIR/absent.ini: cannot be read (No such file or directory)"},
+      {"BatchReportIsAConfiguration",
+       [](const temp_dir& d) {
+         const std::string config = d.write("c.ini", text_of(kModule + "/calib_close.ini"));
+         return std::vector<std::string>{"batch",     manifest(d, "config = " + config + "\n"),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  config};
+       },
+       2, "deflash: $DIR/c.ini: cannot be written (it is the input $DIR/c.ini)"},
+      {"BatchReportIsTheManifest",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch",     manifest(d, example_settings()),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("m.txt")};
+       },
+       2, "deflash: $DIR/m.txt: cannot be written (it is the input $DIR/m.txt)"},
+      {"BatchReportIsAModuleCalibration",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch",     module_folders(d),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("lot/B1/calibration.json")};
+       },
+       2,
+       "deflash: $DIR/lot/B1/calibration.json: cannot be written (it is the input "
+       "$DIR/lot/B1/calibration.json)"},
+      {"BatchReportIsAnImageOfTheBatch",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch",     manifest(d, example_settings()),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("out/A1/calib.bin")};
+       },
+       2,
+       "deflash: $DIR/out/A1/calib.bin: cannot be written (it is also the output "
+       "$DIR/out/A1/calib.bin)"},
+      {"BatchReportIsAFolder",
+       [](const temp_dir& d) {
+         mkdir(d.file("report.json").c_str(), 0755);
+         return std::vector<std::string>{"batch",     manifest(d, example_settings()),
+                                         "--out-dir", d.file("out"),
+                                         "--report",  d.file("report.json")};
+       },
+       2, "deflash: $DIR/report.json: cannot be written (it exists and is not a regular file)"},
+      {"BatchOutputFolderIsAModuleFolder",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"batch", module_folders(d), "--out-dir", d.file("lot/B1")};
+       },
+       2,
+       "deflash: $DIR/lot/B1: the output folder is the module folder B1 of $DIR/lot; give "
+       "--out-dir outside the module folders"},
   };
   return cases;
 }

@@ -1,11 +1,17 @@
 // Tests of `deflash batch`, run as a process: the same bytes as the single
 // image commands, failures kept to their module, the report, manifest errors.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/temp_files.h"
@@ -350,6 +356,103 @@ TEST(BatchCommand, TakesManifestPathsFromTheManifestsFolder) {
   const tool_run run = run_batch(manifest, dir.file("out"), {"--jobs", "1"});
   EXPECT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(read_file(dir.file("out/m1/calib.bin")), read_file(kGoldenData + "calib_example.bin"));
+}
+
+TEST(BatchCommand, WritesAReportIntoTheOutputFolderItCreates) {
+  temp_dir dir;
+  const std::string manifest =
+      dir.write("modules.txt", manifest_header() + "m1 " + kCalibration + "\n");
+  const tool_run run = run_batch(manifest, dir.file("out"),
+                                 {"--jobs", "1", "--report", dir.file("out/report.json")});
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  const std::vector<uint8_t> bytes = read_file(dir.file("out/report.json"));
+  const nlohmann::json report = nlohmann::json::parse(bytes.begin(), bytes.end());
+  EXPECT_EQ(report["written"], 1);
+  EXPECT_FALSE(report.contains("interrupted"));
+}
+
+/// Every regular file under `folder` with its bytes.
+std::vector<std::pair<std::string, std::vector<uint8_t>>> contents(const std::string& folder) {
+  std::vector<std::pair<std::string, std::vector<uint8_t>>> files;
+  for (const std::string& file : files_under(folder)) {
+    if (file.back() != '/') files.emplace_back(file, read_file(folder + "/" + file));
+  }
+  return files;
+}
+
+/// Starts the tool with `args`, its standard output into `out`; the pid.
+pid_t start_tool(const std::vector<std::string>& args, const std::string& out) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(fd, STDOUT_FILENO);
+    const int null = open("/dev/null", O_RDWR);
+    dup2(null, STDIN_FILENO);
+    dup2(null, STDERR_FILENO);
+    std::vector<char*> argv;
+    argv.push_back(const_cast<char*>(DEFLASH_CLI_PATH));
+    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    execv(DEFLASH_CLI_PATH, argv.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+TEST(BatchCommand, StopsOnASignalAndReportsWhatFinished) {
+  constexpr int kModules = 40;
+  // Bounded wait for the first module: the machine may be slow and shared.
+  constexpr auto kFirstModuleTimeout = std::chrono::seconds(60);
+  for (const int signal_number : {SIGINT, SIGTERM}) {
+    temp_dir dir;
+    std::string lines = manifest_header();
+    for (int i = 0; i < kModules; ++i) lines += "u" + std::to_string(i) + " " + kCalibration + "\n";
+    const std::string manifest = dir.write("modules.txt", lines);
+    const std::string out = dir.file("stdout.txt");
+    const pid_t pid = start_tool({"batch", manifest, "--out-dir", dir.file("out"), "--jobs", "1",
+                                  "--timestamp", kTimestamp, "--report", dir.file("report.json")},
+                                 out);
+    ASSERT_GT(pid, 0);
+    const auto start = std::chrono::steady_clock::now();
+    while (std::chrono::steady_clock::now() - start < kFirstModuleTimeout) {
+      const std::vector<uint8_t> bytes = read_file(out);
+      if (std::string(bytes.begin(), bytes.end()).find("[1/") != std::string::npos) break;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    kill(pid, signal_number);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 130);
+
+    // Nothing is written after the driver ends.
+    const auto after_exit = contents(dir.file("out"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_EQ(contents(dir.file("out")), after_exit);
+
+    const std::vector<uint8_t> bytes = read_file(dir.file("report.json"));
+    const nlohmann::json report = nlohmann::json::parse(bytes.begin(), bytes.end());
+    const std::string name = signal_number == SIGINT ? "SIGINT" : "SIGTERM";
+    EXPECT_EQ(report["interrupted"], name);
+    const int written = report["written"];
+    const int not_started = report["not_started"];
+    EXPECT_GE(written, 1);
+    EXPECT_GE(not_started, 1);
+    EXPECT_EQ(written + report["failed"].get<int>() + not_started, kModules);
+    std::vector<std::string> built;
+    for (const nlohmann::json& result : report["results"]) {
+      if (result["status"] == "written") built.push_back(result["name"]);
+      if (result["status"] == "not started") {
+        EXPECT_FALSE(fs::exists(dir.file("out/") + result["name"].get<std::string>()));
+      }
+    }
+    EXPECT_EQ(files_under(dir.file("out")), module_files(built));
+    const std::vector<uint8_t> shown = read_file(out);
+    EXPECT_NE(std::string(shown.begin(), shown.end())
+                  .find("batch: interrupted by " + name + "; " + std::to_string(not_started) +
+                        " modules not started\n"),
+              std::string::npos);
+  }
 }
 
 }  // namespace

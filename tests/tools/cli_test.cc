@@ -311,7 +311,8 @@ TEST(CalibCommand, KeepsOneEntryPerModeForTwoConfigurations) {
 TEST(CalibCommand, ReadsARawCalibrationLikeItsJson) {
   deflash_host::module_calibration calibration;
   std::string error;
-  ASSERT_TRUE(deflash_host::read_calibration_json(kExampleCalibration, calibration, error)) << error;
+  ASSERT_TRUE(deflash_host::read_calibration_json(kExampleCalibration, calibration, error))
+      << error;
   temp_dir dir;
   const auto* record = reinterpret_cast<const uint8_t*>(&calibration.params);
   const std::string raw =

@@ -268,9 +268,10 @@ TEST(UpdateBaseline, FocalLengthPairsMustMatchEveryEntry) {
   const std::string out = dir.file("depth.bin");
   const tool_run run = run_tool({"update-baseline", kCalib, "--fb", "500:50", "--out", out});
   EXPECT_EQ(run.exit_code, 1);
-  EXPECT_EQ(lines_of(run.err).back(), "deflash: " + kCalib +
-                                          ": update_soc_multi_baseline_de refused the update: -2 "
-                                          "(DRIVER_HELPER_INVALID_PARAM)");
+  EXPECT_EQ(lines_of(run.err).back(),
+            "deflash: " + kCalib +
+                ": depth-calculation entry 0 (focal length 645.07) has no --fb pair within 1 of "
+                "it; the depth-calculation entries' focal lengths are 645.07");
   EXPECT_FALSE(file_exists(out));
 }
 

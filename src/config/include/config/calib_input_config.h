@@ -80,12 +80,6 @@ int load_calib_config_path(const char* path);
 /// The same from the configuration's text (-2 for null text).
 int load_calib_config_content(const char* text);
 
-/// Parses "{a,b,...}" into bytes: a run of commas is one separator, each
-/// piece goes through strtoull base 0 unchecked and keeps its low 8 bits.
-/// Writes at most `capacity` bytes; returns the number of pieces (which may
-/// exceed `capacity`), or 0 without braces.
-std::size_t parse_brace_byte_list(const std::string& text, uint8_t* out, std::size_t capacity);
-
 }  // namespace deflash
 
 #endif  // DEFLASH_CONFIG_CALIB_INPUT_CONFIG_H_

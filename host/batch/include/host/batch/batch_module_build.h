@@ -35,6 +35,8 @@ struct module_result {
   /// "deflash: " in front.
   std::vector<std::string> messages;
   double seconds = 0;
+  /// The batch was interrupted before the module was handed out.
+  bool not_started = false;
 };
 
 /// The output files of a module, named in its folder under `out_dir`.

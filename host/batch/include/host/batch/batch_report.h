@@ -22,6 +22,10 @@ struct batch_totals {
   std::size_t jobs = 0;
   int64_t timestamp = 0;
   double seconds = 0;
+  /// Set when a signal stopped the batch ("SIGINT", "SIGTERM"): the modules
+  /// never started are counted here, not as failed.
+  std::string interrupted_by;
+  std::size_t not_started = 0;
 
   double modules_per_second() const {
     return seconds > 0 ? static_cast<double>(modules) / seconds : 0;
@@ -47,11 +51,14 @@ class batch_progress {
   std::size_t failed_ = 0;
 };
 
-/// The summary lines: counts, time, rate, then each failed module and why.
+/// The summary lines: counts, time, rate, then each failed module and why;
+/// for an interrupted batch also the modules not started.
 std::string batch_summary(const batch_totals& totals, const std::vector<batch_module>& modules,
                           const std::vector<module_result>& results);
 
-/// The report as a JSON document (docs/batch.md), modules in listed order.
+/// The report as a JSON document (docs/batch.md), modules in listed order;
+/// an interrupted batch adds "interrupted" and "not_started", and its
+/// modules never started have the status "not started".
 std::string batch_report_json(const batch_totals& totals, const std::vector<batch_module>& modules,
                               const std::vector<module_result>& results);
 

@@ -26,10 +26,13 @@ struct process_outcome {
 /// state a piece of work leaves behind never reaches another. Returns false
 /// and sets `error` when a process cannot be started; the work not started
 /// then is never done, and the children already running are waited for.
+/// When `stop` is given and returns true (it is asked again after every
+/// signal that interrupts the wait), no further piece is started and the
+/// children running are waited for; the result is then true.
 bool run_in_processes(std::size_t count, std::size_t jobs,
                       const std::function<std::string(std::size_t)>& work,
                       const std::function<void(std::size_t, const process_outcome&)>& done,
-                      std::string& error);
+                      std::string& error, const std::function<bool()>& stop = {});
 
 }  // namespace deflash_host
 

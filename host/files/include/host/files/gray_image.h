@@ -1,5 +1,7 @@
 // Greyscale camera pictures of the tool: 8- or 16-bit PNG and binary PGM in,
-// PNG out. IR and depth images are single-channel; colour is refused.
+// PNG out. IR and depth images are single-channel; colour is refused. The RGB
+// camera's colour pictures, and the colour pictures rectify-check draws, go
+// through colour PNG.
 #ifndef DEFLASH_HOST_GRAY_IMAGE_H_
 #define DEFLASH_HOST_GRAY_IMAGE_H_
 
@@ -49,6 +51,24 @@ picture_status decode_gray_image(const std::string& path, const std::string& byt
 /// Encodes `image` as a greyscale PNG of its bit depth into `png`. Returns
 /// false with one line in `error` when libpng refuses.
 bool encode_png(const gray_image& image, std::string& png, std::string& error);
+
+/// Row-major 8-bit colour picture: three bytes a pixel (red, green, blue).
+struct colour_image {
+  int width = 0;
+  int height = 0;
+  std::vector<uint8_t> rgb;
+};
+
+/// Decodes a PNG of the RGB camera: colour with or without alpha (dropped),
+/// palette or greyscale, 8 or 16 bits (16 reduced to 8). On failure sets
+/// `error` to one line starting with `path`: unknown when it is no PNG or is
+/// damaged.
+picture_status decode_colour_png(const std::string& path, const std::string& bytes,
+                                 colour_image& image, std::string& error);
+
+/// Encodes `image` as an 8-bit RGB PNG into `png`. Returns false with one
+/// line in `error` when libpng refuses.
+bool encode_colour_png(const colour_image& image, std::string& png, std::string& error);
 
 }  // namespace deflash_host
 

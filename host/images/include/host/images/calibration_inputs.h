@@ -62,8 +62,8 @@ class calibration_inputs {
   std::size_t config_count() const { return configs_.size(); }
 
  private:
-  /// The checks and the list once calibration_ is read from `source`.
-  outcome check_and_assemble(const std::string& source, const calibration_source_options& options);
+  /// Points the list at the configurations and the calibration.
+  void record_inputs(const calibration_source_options& options);
 
   module_calibration calibration_;
   std::vector<std::string> configs_;
@@ -73,12 +73,6 @@ class calibration_inputs {
   std::vector<const float*> temperature_list_;
   SocCalibFlashInput_S list_{};
 };
-
-/// The implausible values of `calibration`, read from `source`, as problems
-/// of the checks ("<source>: <camera>.<field>"); --allow-implausible lets
-/// them pass.
-std::vector<config_problem> calibration_problems(const module_calibration& calibration,
-                                                 const std::string& source);
 
 }  // namespace deflash_host
 

@@ -22,12 +22,14 @@ struct rigid_transform {
 /// Maps a distortion vector in the order k1 k2 p1 p2 [k3 [k4 k5 k6 [s1 s2 s3
 /// s4 [tauX tauY]]]] (4, 5, 8, 12 or 14 terms) onto the record's k1..k6 p1 p2.
 /// Thin-prism and tilt terms must be zero: the camera model has no place for
-/// them. On failure returns false and sets `what`, e.g. "has 6 terms; ..." or
-/// "terms the camera model cannot carry are not zero: s1 = 0.001".
+/// them, and every carried term must fit a float32. On failure returns false
+/// and sets `what`, e.g. "has 6 terms; ...", "terms the camera model cannot
+/// carry are not zero: s1 = 0.001" or "k1 = 1e+39 does not fit ...".
 bool map_distortion(const std::vector<double>& terms, float (&out)[8], std::string& what);
 
-/// Fills fx, fy, cx, cy from a 3x3 row-major camera matrix. Refuses skew and
-/// a matrix not of the form [fx 0 cx; 0 fy cy; 0 0 1] (sets `what`).
+/// Fills fx, fy, cx, cy from a 3x3 row-major camera matrix. Refuses skew, a
+/// matrix not of the form [fx 0 cx; 0 fy cy; 0 0 1] and a value beyond
+/// float32 (sets `what`).
 bool set_intrinsics(const std::vector<double>& matrix, SocCalibCamera_S& camera, std::string& what);
 
 /// Stores width and height; refuses sides outside 1..65535 (sets `what`).
@@ -42,7 +44,9 @@ bool rotation_to_angles(const Eigen::Matrix3d& rotation, double (&angles)[3], st
 Eigen::Matrix3d rotation_from_angles(const double (&angles)[3]);
 
 /// Writes a0 a1 a2 tx ty tz into `out`, the translation scaled to
-/// millimetres by `millimetres_per_unit`.
+/// millimetres by `millimetres_per_unit`. Refuses (sets `what`, starting
+/// "translation" for the translation) a translation beyond float32 and a
+/// rotation the angles do not recompose.
 bool set_extrinsics(const rigid_transform& transform, double millimetres_per_unit, float* out,
                     std::string& what);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/inputs/calibration_json.h"
+#include "host/inputs/config_check.h"
 
 namespace deflash_host {
 
@@ -28,6 +29,14 @@ constexpr float kMaxImageSide = 65535.0f;
 /// distortion's denominator positive over the whole image; a right IR camera
 /// displaced mainly along x.
 std::vector<implausible_value> check_calibration(const module_calibration& calibration);
+
+/// How messages name a calibration that was imported rather than read.
+constexpr const char* kImportedCalibration = "imported calibration";
+
+/// The findings of check_calibration as problems "<source>: <field>", each
+/// implausible (--allow-implausible lets it pass).
+std::vector<config_problem> calibration_problems(const std::string& source,
+                                                 const module_calibration& calibration);
 
 }  // namespace deflash_host
 
