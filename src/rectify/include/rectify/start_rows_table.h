@@ -5,11 +5,10 @@
 
 #include <cstdint>
 
+#include "rectify/line_buffer.h"
+
 namespace deflash {
 
-/// Pixels the rectification line buffer holds; its depth in rows is this
-/// divided by the source width.
-constexpr int32_t kLineBufferPixels = 384000;
 /// The last table entry is always rows + kStartRowsEndMarkerOffset.
 constexpr int32_t kStartRowsEndMarkerOffset = 23;
 
