@@ -118,7 +118,7 @@ void verify_result(const std::string& input, report before, update_result& out, 
       return;
     }
   }
-  out.changes = diff_reports(before, after);
+  out.changes = diff_reports(before, after).listed;
   if (after.ok()) return;
   for (const failure& f : after.failures) {
     result.notes.push_back({"updated image: " + failure_text(f), false});
