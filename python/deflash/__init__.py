@@ -50,7 +50,7 @@ _ARGUMENT_NAMES = {
     "--config": "configs",
     "--d2c": "d2c",
     "--dpu": "dpu",
-    "--fb": "pairs",
+    "--fb": "pair",
     "--from": "source",
     "--index": "index",
     "--ir-pair": "ir_pair",
@@ -62,6 +62,8 @@ _ARGUMENT_NAMES = {
     "--timestamp": "timestamp",
     "--unit": "unit",
 }
+#: Phrases whose option reads better renamed as a whole.
+_PHRASES = {"--fb pair": "pair"}
 _OPTION = re.compile(r"--[a-z][a-z-]*")
 
 
@@ -129,6 +131,8 @@ DEFAULT_MAX_ROW_ERROR = 0.5
 def _python_names(line: str) -> str:
     """The host's line with the tool's options named as this module's
     arguments."""
+    for phrase, renamed in _PHRASES.items():
+        line = line.replace(phrase, renamed)
     return _OPTION.sub(lambda m: _ARGUMENT_NAMES.get(m.group(0), m.group(0)), line)
 
 

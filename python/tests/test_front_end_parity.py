@@ -22,7 +22,7 @@ IMPLAUSIBLE = " (--allow-implausible lets it pass)"
 
 #: The options these cases reach and the module's arguments for them.
 ARGUMENTS = {"--allow-implausible": "allow_implausible=True", "--timestamp": "timestamp",
-             "--dpu": "dpu", "--baseline": "baseline", "--fb": "pairs"}
+             "--dpu": "dpu", "--baseline": "baseline", "--fb pair": "pair", "--fb": "pair"}
 
 
 def text_of(name):

@@ -127,7 +127,9 @@ def test_update_multi_fb_d2c_refuses_an_unknown_focal_length():
     with pytest.raises(deflash.CalibrationError) as failure:
         deflash.update_multi_fb_d2c(image, [(1.0, 51.0)])
     assert failure.value.code is None
-    assert failure.value.message.startswith("image: --fb 1:51 matches no depth-to-colour entry")
+    assert failure.value.message == (
+        "image: pair 1:51 matches no depth-to-colour entry (within 6 of its focal length); the "
+        "depth-to-colour entries' focal lengths are 645.07")
 
 
 def test_update_multi_baseline_patches_the_entry_of_the_matching_focal_length():
