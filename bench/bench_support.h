@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "host/inputs/calibration_json.h"
 #include "deflash/calib_records.h"
+#include "host/inputs/calibration_json.h"
 
 namespace deflash_bench {
 

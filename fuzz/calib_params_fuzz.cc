@@ -8,8 +8,8 @@
 #include <string>
 
 #include "calib_chain_check.h"
-#include "host/inputs/calibration_json.h"
 #include "fuzz_check.h"
+#include "host/inputs/calibration_json.h"
 #include "quiet_console.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <string>
 
-#include "host/inputs/calibration_json.h"
 #include "fuzz_check.h"
+#include "host/inputs/calibration_json.h"
 #include "host/inputs/plausibility.h"
 
 namespace {

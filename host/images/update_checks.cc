@@ -10,6 +10,7 @@
 #include "calib_image/calib_image_layout.h"
 #include "calib_image/update_matching.h"
 #include "frame/byte_view.h"
+#include "frame/byte_writer.h"
 
 namespace deflash_host {
 namespace {

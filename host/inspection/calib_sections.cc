@@ -30,10 +30,8 @@ struct section_kind {
 
 const section_kind* find_kind(uint8_t id) {
   static const section_kind kKinds[] = {
-      {&deflash::kRectifySection, "rectification"},
-      {&deflash::kD2cSection, "depth-to-colour"},
-      {&deflash::kDepthSection, "depth calculation"},
-      {&deflash::kOptionalSection, "optional"},
+      {&deflash::kRectifySection, "rectification"},    {&deflash::kD2cSection, "depth-to-colour"},
+      {&deflash::kDepthSection, "depth calculation"},  {&deflash::kOptionalSection, "optional"},
       {&deflash::kRawCalibSection, "raw calibration"},
   };
   for (const auto& kind : kKinds) {
@@ -168,8 +166,7 @@ void decode_depth_item(item_context& item) {
   add_i32(key, "disp_offset", bytes, deflash::kDepthKeyDispOffsetOffset);
   add_i32(key, "ref_dist", bytes, deflash::kDepthKeyRefDistOffset);
   add_u32(key, "long_range", bytes, deflash::kDepthKeyLongRangeOffset);
-  item.c.expect_size(item.name, "key output_width",
-                     bytes.u16(deflash::kDepthKeyOutputWidthOffset));
+  item.c.expect_size(item.name, "key output_width", bytes.u16(deflash::kDepthKeyOutputWidthOffset));
   item.c.expect_size(item.name, "key output_height",
                      bytes.u16(deflash::kDepthKeyOutputHeightOffset));
   add_u32(item.node, "cam_mode", bytes, deflash::kDepthItemCamModeOffset);
@@ -187,8 +184,8 @@ void decode_depth_item(item_context& item) {
   item.c.expect_finite(item.name, "focal_length", focal_length);
   // The device derives PBF from baseline and focal length; show the word it
   // gets, or that it does not fit, as the baseline updates check it.
-  const float pbf = static_cast<float>(
-      1.0 / (static_cast<double>(baseline) * static_cast<double>(focal_length)));
+  const float pbf =
+      static_cast<float>(1.0 / (static_cast<double>(baseline) * static_cast<double>(focal_length)));
   const double scaled = std::round(std::ldexp(static_cast<double>(pbf), kPbfFractionBits));
   if (std::isfinite(scaled) && scaled >= -2147483648.0 && scaled < 2147483648.0) {
     add_fixed(item.node, "pbf", static_cast<uint32_t>(static_cast<int32_t>(scaled)),

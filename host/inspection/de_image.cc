@@ -33,7 +33,8 @@ void add_pair(tree_node& node, const std::string& name, byte_view b, std::size_t
   add_value(node, name, json::array({b.u16(at), b.u16(at + 2)}));
 }
 
-void add_u32s(tree_node& node, const std::string& name, byte_view b, std::size_t at, std::size_t n) {
+void add_u32s(tree_node& node, const std::string& name, byte_view b, std::size_t at,
+              std::size_t n) {
   json values = json::array();
   for (std::size_t i = 0; i < n; ++i) values.push_back(b.u32(at + 4 * i));
   add_value(node, name, std::move(values));
@@ -54,16 +55,16 @@ constexpr std::size_t scheme_at(std::size_t field) { return kDpuItemSchemeOffset
 
 void decode_dpu_item(tree_node& node, byte_view item) {
   tree_node& mode = add_child(node, "mode");
-  add_value(mode, "dpu_desc",
-            text_field(item.sub(mode_at(offsetof(dpu_mode, dpu_desc)), sizeof(dpu_mode{}.dpu_desc))));
+  add_value(
+      mode, "dpu_desc",
+      text_field(item.sub(mode_at(offsetof(dpu_mode, dpu_desc)), sizeof(dpu_mode{}.dpu_desc))));
   add_u32(mode, "laser_type", item, mode_at(offsetof(dpu_mode, laser_type)));
   add_pair(mode, "in_ir_res", item, mode_at(offsetof(dpu_mode, in_ir_res)));
   add_pair(mode, "rectify_out_valid_res", item, mode_at(offsetof(dpu_mode, rectify_out_valid_res)));
   add_pair(mode, "chop_out_res", item, mode_at(offsetof(dpu_mode, chop_out_res)));
   tree_node& scheme = add_child(node, "scheme");
   add_u32(scheme, "disp_offset", item, scheme_at(offsetof(dpu_scheme_config, disp_offset)));
-  add_u32(scheme, "d2d_params_unit", item,
-          scheme_at(offsetof(dpu_scheme_config, d2d_params_unit)));
+  add_u32(scheme, "d2d_params_unit", item, scheme_at(offsetof(dpu_scheme_config, d2d_params_unit)));
   add_u32(scheme, "ref_dist", item, scheme_at(offsetof(dpu_scheme_config, ref_dist)));
   add_flag_bits(scheme, "flags", item, scheme_at(offsetof(dpu_scheme_config, flags)),
                 {"distort_type", "sbg_en", "mono_lut_sbg2r", "mono_lut_rectify", "hw_d2d_en",
@@ -86,14 +87,15 @@ void decode_d2c_item(tree_node& node, byte_view item) {
   add_pair(node, "res_d2c_valid", item, offsetof(d2c_cfg_item, res_d2c_valid));
   add_f32(node, "scale", item, offsetof(d2c_cfg_item, scale));
   const std::size_t extend = offsetof(d2c_cfg_item, extend);
-  add_value(node, "extend", json::array({item.u16(extend), item.u16(extend + 2),
-                                         item.u16(extend + 4), item.u16(extend + 6)}));
+  add_value(node, "extend",
+            json::array({item.u16(extend), item.u16(extend + 2), item.u16(extend + 4),
+                         item.u16(extend + 6)}));
 }
 
 void decode_ir_pre_item(tree_node& node, byte_view item) {
   add_value(node, "dpu_desc",
-            text_field(item.sub(offsetof(ir_pre_cfg_item, dpu_desc),
-                                sizeof(ir_pre_cfg_item{}.dpu_desc))));
+            text_field(
+                item.sub(offsetof(ir_pre_cfg_item, dpu_desc), sizeof(ir_pre_cfg_item{}.dpu_desc))));
   add_u32(node, "reserved", item, offsetof(ir_pre_cfg_item, reserved));
   add_u32s(node, "exp_time_range", item, offsetof(ir_pre_cfg_item, exp_time_range), 4);
   add_u32s(node, "gain_range", item, offsetof(ir_pre_cfg_item, gain_range), 4);
@@ -102,14 +104,13 @@ void decode_ir_pre_item(tree_node& node, byte_view item) {
     const char* name;
     std::size_t at;
   };
-  const named_word words[] = {
-      {"target_brightness", offsetof(ir_pre_cfg_item, target_brightness)},
-      {"target_th", offsetof(ir_pre_cfg_item, target_th)},
-      {"center_weight", offsetof(ir_pre_cfg_item, center_weight)},
-      {"skip_frame", offsetof(ir_pre_cfg_item, skip_frame)},
-      {"smooth_steps", offsetof(ir_pre_cfg_item, smooth_steps)},
-      {"delay_ms", offsetof(ir_pre_cfg_item, delay_ms)},
-      {"meter_method", offsetof(ir_pre_cfg_item, meter_method)}};
+  const named_word words[] = {{"target_brightness", offsetof(ir_pre_cfg_item, target_brightness)},
+                              {"target_th", offsetof(ir_pre_cfg_item, target_th)},
+                              {"center_weight", offsetof(ir_pre_cfg_item, center_weight)},
+                              {"skip_frame", offsetof(ir_pre_cfg_item, skip_frame)},
+                              {"smooth_steps", offsetof(ir_pre_cfg_item, smooth_steps)},
+                              {"delay_ms", offsetof(ir_pre_cfg_item, delay_ms)},
+                              {"meter_method", offsetof(ir_pre_cfg_item, meter_method)}};
   for (const named_word& word : words) add_u32(node, word.name, item, word.at);
   add_flag_bits(node, "flags", item, offsetof(ir_pre_cfg_item, flags),
                 {"exp_en", "gain_en", "ldm_power_en"});

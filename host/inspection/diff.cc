@@ -156,7 +156,8 @@ struct walker {
       const tree_node* ca = pair.first;
       const tree_node* cb = pair.second;
       std::string label = (ca != nullptr ? ca : cb)->name;
-      if (ca != nullptr && cb != nullptr && cb->name != ca->name) label += " (now " + cb->name + ")";
+      if (ca != nullptr && cb != nullptr && cb->name != ca->name)
+        label += " (now " + cb->name + ")";
       node(join(item, label), ca, cb);
     }
   }

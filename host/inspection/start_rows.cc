@@ -133,7 +133,8 @@ void decode_start_row_image(byte_view file, report& out) {
       return;
     }
     const uint64_t table_bytes = uint64_t{kStartRowCodeBytes} * static_cast<uint64_t>(rows);
-    c.expect_int(item, "payload_length", kStartRowTableCount * table_bytes + kStartRowPayloadFixedBytes,
+    c.expect_int(item, "payload_length",
+                 kStartRowTableCount * table_bytes + kStartRowPayloadFixedBytes,
                  head.u32(kStartRowEntryPayloadOffset));
     if (at + kStartRowEntryHeadBytes + kStartRowTableCount * table_bytes > length) {
       c.fail(item, "rows", "tables inside the section", std::to_string(rows) + " rows run past it");

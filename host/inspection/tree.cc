@@ -2,8 +2,8 @@
 #include "tree.h"
 
 #include <cmath>
-#include <cstring>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "frame/crc32.h"
@@ -153,8 +153,7 @@ namespace {
 constexpr std::size_t kMinSlots = 16;
 }  // namespace
 
-unique_digests::unique_digests(std::string label, std::size_t expected)
-    : label_(std::move(label)) {
+unique_digests::unique_digests(std::string label, std::size_t expected) : label_(std::move(label)) {
   std::size_t slots = kMinSlots;
   while (slots < 2 * expected) slots *= 2;
   slots_.assign(slots, 0);
@@ -228,7 +227,8 @@ void check_erased(tree_node& node, checks& c, byte_view b, std::size_t from, std
   }
 }
 
-void check_crc(tree_node& header, checks& c, byte_view section, std::size_t length, std::size_t crc_at) {
+void check_crc(tree_node& header, checks& c, byte_view section, std::size_t length,
+               std::size_t crc_at) {
   const uint32_t stored = section.u32(crc_at);
   add_hex(header, "crc", section, crc_at);
   if (!section.has(0, length) || length < crc_at + 4) return;

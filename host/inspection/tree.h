@@ -89,7 +89,7 @@ class unique_digests {
   std::string label_;
   std::vector<digest_key> digests_;  ///< in the order first seen
   std::vector<std::size_t> items_;   ///< item number of each digest
-  std::vector<std::size_t> slots_;  ///< 0: empty, else digests_ index + 1
+  std::vector<std::size_t> slots_;   ///< 0: empty, else digests_ index + 1
 };
 
 /// Adds an "erased" node for [from, to) of `b` and a failure for the first
@@ -99,7 +99,8 @@ void check_erased(tree_node& node, checks& c, byte_view b, std::size_t from, std
 
 /// Recomputes the section CRC over `length` bytes with the field at
 /// `crc_at` zeroed and checks it against the stored one.
-void check_crc(tree_node& header, checks& c, byte_view section, std::size_t length, std::size_t crc_at);
+void check_crc(tree_node& header, checks& c, byte_view section, std::size_t length,
+               std::size_t crc_at);
 
 /// Checks that the first 16 bytes of `item` are the MD5 digest of
 /// `key_bytes` bytes at `key_at`, and adds the "digest" field.

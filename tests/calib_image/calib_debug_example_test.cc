@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "calib_image/calib_state.h"
-#include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
+#include "host/inputs/calibration_json.h"
 #include "support/console_capture.h"
 
 namespace {

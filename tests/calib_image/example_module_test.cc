@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
 #include "deflash/frame.h"
 #include "frame/byte_view.h"
 #include "frame/byte_writer.h"
 #include "frame/crc32.h"
+#include "host/inputs/calibration_json.h"
 #include "support/calib_image_decoder.h"
 #include "support/console_capture.h"
 #include "support/temp_files.h"

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "calib_image/calib_state.h"
-#include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
 #include "example_scene.h"
 #include "host/files/gray_image.h"
+#include "host/inputs/calibration_json.h"
 #include "support/console_capture.h"
 #include "support/temp_files.h"
 

@@ -129,15 +129,14 @@ TEST(InspectDiff, OneDocumentForBothFrontEnds) {
   const auto named = deflash_host::diff_json(a, b, "old.bin", "new.bin");
   std::vector<std::string> keys;
   for (auto it = named.begin(); it != named.end(); ++it) keys.push_back(it.key());
-  EXPECT_EQ(keys, (std::vector<std::string>{"schema", "old", "new", "kind", "equal",
-                                            "differences"}));
+  EXPECT_EQ(keys,
+            (std::vector<std::string>{"schema", "old", "new", "kind", "equal", "differences"}));
   EXPECT_EQ(named["kind"], "depth-engine");
-  EXPECT_EQ(named["differences"][1],
-            (deflash_host::json{{"section", "block IR pre-ISP groups"},
-                                {"item", "item 1"},
-                                {"field", "target_brightness"},
-                                {"old", "70"},
-                                {"new", "90"}}));
+  EXPECT_EQ(named["differences"][1], (deflash_host::json{{"section", "block IR pre-ISP groups"},
+                                                         {"item", "item 1"},
+                                                         {"field", "target_brightness"},
+                                                         {"old", "70"},
+                                                         {"new", "90"}}));
   auto unnamed = named;
   unnamed.erase("old");
   unnamed.erase("new");

@@ -50,7 +50,8 @@ void expect_calib_section(const std::vector<uint8_t>& image,
   EXPECT_EQ(section.u32(deflash::kHeaderMagicOffset), deflash::section_magic(layout.id));
   EXPECT_EQ(section.u32(deflash::kHeaderFlashAddressOffset), layout.flash_address);
   EXPECT_EQ(section.u32(deflash::kHeaderVersionOffset), deflash::kSectionHeaderVersion);
-  EXPECT_EQ(section.u32(deflash::kHeaderItemMagicOffset), deflash::item_table_magic(layout.table_id));
+  EXPECT_EQ(section.u32(deflash::kHeaderItemMagicOffset),
+            deflash::item_table_magic(layout.table_id));
   EXPECT_EQ(section.u32(deflash::kHeaderItemSizeOffset), layout.item_size);
   const uint32_t count = section.u32(deflash::kHeaderItemCountOffset);
   ASSERT_GE(count, 1u);
@@ -58,10 +59,10 @@ void expect_calib_section(const std::vector<uint8_t>& image,
   EXPECT_EQ(length, deflash::kSectionHeaderBytes + count * layout.item_size);
   EXPECT_EQ(section.u32(deflash::kHeaderCrcOffset), section_crc(image, at, length));
   for (uint32_t i = 0; i < count; ++i) {
-    const byte_view item = section.sub(deflash::kSectionHeaderBytes + i * layout.item_size,
-                                       layout.item_size);
-    EXPECT_TRUE(digest_matches(item, deflash::kItemDigestOffset, deflash::kItemKeyOffset,
-                               layout.key_bytes))
+    const byte_view item =
+        section.sub(deflash::kSectionHeaderBytes + i * layout.item_size, layout.item_size);
+    EXPECT_TRUE(
+        digest_matches(item, deflash::kItemDigestOffset, deflash::kItemKeyOffset, layout.key_bytes))
         << "item " << i;
   }
   EXPECT_EQ(section.u8(length), deflash::kErasedByte);
@@ -80,7 +81,8 @@ TEST(PublishedLayouts, MatchTheCalibrationImage) {
                           deflash::kRectifySection.item_size);
   EXPECT_EQ(rectify.u16(deflash::kRectifyKeySourceWidthOffset), 1280);
   EXPECT_EQ(rectify.u16(deflash::kRectifyKeySourceHeightOffset), 800);
-  const std::size_t left = deflash::rectify_item_offset(offsetof(DeStereoRectifyParams_S, intrinsic_L));
+  const std::size_t left =
+      deflash::rectify_item_offset(offsetof(DeStereoRectifyParams_S, intrinsic_L));
   EXPECT_EQ(rectify.u16(left + offsetof(DeCameraIntrinsic_S, width)), 1280);
   EXPECT_EQ(rectify.u16(left + offsetof(DeCameraIntrinsic_S, height)), 800);
   const std::size_t virtual_right =
@@ -105,8 +107,9 @@ TEST(PublishedLayouts, MatchTheRawCalibrationImage) {
   expect_calib_section(image, deflash::kRawCalibSection, 0);
   const byte_view item(image.data() + deflash::kSectionHeaderBytes,
                        deflash::kRawCalibSection.item_size);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(item.data() + deflash::kRawKeyModeNameOffset)),
-            "Close mode");
+  EXPECT_EQ(
+      std::string(reinterpret_cast<const char*>(item.data() + deflash::kRawKeyModeNameOffset)),
+      "Close mode");
   const std::size_t rgb = deflash::kRawItemCamerasOffset + 2 * deflash::kRawCameraBlockBytes;
   EXPECT_EQ(item.u16(rgb + deflash::kRawCameraWidthOffset), 1920);
   EXPECT_EQ(item.u16(rgb + deflash::kRawCameraHeightOffset), 1080);
@@ -168,11 +171,11 @@ TEST(PublishedLayouts, MatchTheDepthEngineImage) {
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(dpu.data() + deflash::kDpuItemModeOffset +
                                                       offsetof(dpu_mode, dpu_desc))),
             "close_1280x800");
-  const byte_view ir_pre(image.data() + deflash::kIrPreBlock.image_offset +
-                             deflash::kBlockHeaderBytes,
-                         deflash::kIrPreBlock.item_size);
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(ir_pre.data() +
-                                                      offsetof(ir_pre_cfg_item, dpu_desc))),
+  const byte_view ir_pre(
+      image.data() + deflash::kIrPreBlock.image_offset + deflash::kBlockHeaderBytes,
+      deflash::kIrPreBlock.item_size);
+  EXPECT_EQ(std::string(
+                reinterpret_cast<const char*>(ir_pre.data() + offsetof(ir_pre_cfg_item, dpu_desc))),
             "close_1280x800");
 }
 

@@ -62,24 +62,26 @@ std::string hex(const uint8_t* bytes, std::size_t n) {
 TEST(InspectValues, NonFiniteIntrinsicsAndEmptyImagesFail) {
   std::vector<uint8_t> image = golden("calib_example.bin");
   const std::size_t rectify = item_at(deflash::kRectifySection, 0);
-  store_f32(image, rectify + deflash::rectify_item_offset(offsetof(DeStereoRectifyParams_S, intrinsic_L)),
+  store_f32(image,
+            rectify + deflash::rectify_item_offset(offsetof(DeStereoRectifyParams_S, intrinsic_L)),
             -kInf);  // fx
   store_u16(image,
             rectify + deflash::rectify_item_offset(offsetof(DeStereoRectifyParams_S, virtual_R) +
                                                    offsetof(DeCameraIntrinsic_S, height)),
             0);
   const std::size_t d2c = item_at(deflash::kD2cSection, 0);
-  store_f32(image, d2c + deflash::d2c_item_offset(offsetof(DeCameraD2CParams_S, depth) +
-                                                  offsetof(DeD2CCamera_S, cx)),
+  store_f32(image,
+            d2c + deflash::d2c_item_offset(offsetof(DeCameraD2CParams_S, depth) +
+                                           offsetof(DeD2CCamera_S, cx)),
             kNan);
-  store_u16(image, d2c + deflash::d2c_item_offset(offsetof(DeCameraD2CParams_S, rgb) +
-                                                  offsetof(DeD2CCamera_S, width)),
+  store_u16(image,
+            d2c + deflash::d2c_item_offset(offsetof(DeCameraD2CParams_S, rgb) +
+                                           offsetof(DeD2CCamera_S, width)),
             0);
-  store_f32(image, item_at(deflash::kDepthSection, 0) + deflash::kDepthItemFocalLengthOffset,
-            kInf);
+  store_f32(image, item_at(deflash::kDepthSection, 0) + deflash::kDepthItemFocalLengthOffset, kInf);
   store_f32(image, item_at(deflash::kDepthSection, 1) + deflash::kDepthItemBaselineOffset, -kNan);
-  for (const auto* section : {&deflash::kRectifySection, &deflash::kD2cSection,
-                              &deflash::kDepthSection}) {
+  for (const auto* section :
+       {&deflash::kRectifySection, &deflash::kD2cSection, &deflash::kDepthSection}) {
     reseal_section(image, section->offset);
   }
   EXPECT_EQ(failure_lines(inspect(image)),

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <vector>
 
-#include "host/inputs/calibration_json.h"
 #include "deflash.h"
 #include "host/import/import_request.h"
+#include "host/inputs/calibration_json.h"
 
 namespace deflash_host {
 namespace {

@@ -9,8 +9,8 @@
 #include <opencv2/calib3d.hpp>
 #include <vector>
 
-#include "host/import/camera_import.h"
 #include "deflash.h"
+#include "host/import/camera_import.h"
 #include "host/import/import_request.h"
 #include "support/calib_image_decoder.h"
 

@@ -61,17 +61,17 @@ constexpr std::size_t kD2cKeyBytes = 16;
 constexpr std::size_t kDepthKeyBytes = 16;
 constexpr std::size_t kRawCalibKeyBytes = 20;
 
-constexpr calib_section_layout kRectifySection{0x08,    0x0000, 0x2000,          0x18000,
-                                               268,     0x05,   kRectifyKeyBytes};
+constexpr calib_section_layout kRectifySection{0x08, 0x0000, 0x2000,          0x18000,
+                                               268,  0x05,   kRectifyKeyBytes};
 constexpr calib_section_layout kD2cSection{0x09, 0x2000, 0x2000, 0x1A000, 184, 0x06, kD2cKeyBytes};
-constexpr calib_section_layout kDepthSection{0x0A,   0x4000, 0x1000,        0x1C000,
-                                             60,     0x07,   kDepthKeyBytes};
+constexpr calib_section_layout kDepthSection{0x0A, 0x4000, 0x1000,        0x1C000,
+                                             60,   0x07,   kDepthKeyBytes};
 /// The optional section's items are opaque entries the host hands over.
 constexpr calib_section_layout kOptionalSection{0x0B, 0x5000, 0x1000, 0x1D000, 976, 0x08, 0};
 /// The raw-calibration section, alone at the start of the second image: its
 /// space is whatever the caller's second buffer holds.
-constexpr calib_section_layout kRawCalibSection{0x16,  0x0000, SIZE_MAX,          0x2A000,
-                                                6288,  0x13,   kRawCalibKeyBytes};
+constexpr calib_section_layout kRawCalibSection{0x16, 0x0000, SIZE_MAX,         0x2A000,
+                                                6288, 0x13,   kRawCalibKeyBytes};
 
 static_assert(kRectifySection.offset + kRectifySection.space == kD2cSection.offset, "packed");
 static_assert(kD2cSection.offset + kD2cSection.space == kDepthSection.offset, "packed");

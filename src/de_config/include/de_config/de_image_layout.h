@@ -64,18 +64,33 @@ static_assert(offsetof(d2c_cfg_item, md5) == 0 && sizeof(d2c_cfg_item{}.md5) == 
                   sizeof(ir_pre_cfg_item{}.md5) == kItemDigestBytes,
               "the group records open with their digest");
 
-constexpr de_block_layout kDpuBlock{
-    0x0000,        0x2000,             section_magic(0x06), 0x14000, item_table_magic(0x03),
-    kDpuItemBytes, kDpuItemModeOffset, sizeof(dpu_mode)};
+constexpr de_block_layout kDpuBlock{0x0000,
+                                    0x2000,
+                                    section_magic(0x06),
+                                    0x14000,
+                                    item_table_magic(0x03),
+                                    kDpuItemBytes,
+                                    kDpuItemModeOffset,
+                                    sizeof(dpu_mode)};
 // The D2C digest covers desc..flags (16..51) and the IR pre-ISP digest only
 // dpu_desc and the reserved word (16..35). Narrow on purpose: readers of the
 // image recompute exactly these ranges, so they must not be widened.
-constexpr de_block_layout kD2cBlock{
-    0x2000, 0x1000, section_magic(0x07), 0x16000, item_table_magic(0x04), sizeof(d2c_cfg_item),
-    offsetof(d2c_cfg_item, desc), 36};
-constexpr de_block_layout kIrPreBlock{
-    0x3000, 0x1000, section_magic(0x0E), 0x17000, item_table_magic(0x0B), sizeof(ir_pre_cfg_item),
-    offsetof(ir_pre_cfg_item, dpu_desc), 20};
+constexpr de_block_layout kD2cBlock{0x2000,
+                                    0x1000,
+                                    section_magic(0x07),
+                                    0x16000,
+                                    item_table_magic(0x04),
+                                    sizeof(d2c_cfg_item),
+                                    offsetof(d2c_cfg_item, desc),
+                                    36};
+constexpr de_block_layout kIrPreBlock{0x3000,
+                                      0x1000,
+                                      section_magic(0x0E),
+                                      0x17000,
+                                      item_table_magic(0x0B),
+                                      sizeof(ir_pre_cfg_item),
+                                      offsetof(ir_pre_cfg_item, dpu_desc),
+                                      20};
 
 static_assert(kDpuBlock.section_magic == 0x46447306u && kDpuBlock.payload_magic == 0x46446103u,
               "DPU magics");
