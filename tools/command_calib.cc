@@ -28,20 +28,18 @@ struct calib_options {
 
 int run_calib(const calib_options& options) {
   int64_t timestamp = 0;
-  if (!options.timestamp.empty() && !parse_timestamp(options.timestamp, timestamp)) {
-    return report_failure(kExitUsage, "--timestamp \"" + options.timestamp +
-                                          "\" must be a non-negative whole number of seconds");
-  }
-  // The section headers keep the low 32 bits: 2^32 would read as 1970.
-  if (timestamp > kMaxTimestamp) {
-    return report_failure(kExitUsage, "--timestamp " + options.timestamp +
-                                          " does not fit the headers' 32-bit time stamp (at "
-                                          "most 4294967295)");
+  if (!options.timestamp.empty()) {
+    if (const int status = show(timestamp_from_text(options.timestamp, timestamp));
+        status != kExitOk) {
+      return status;
+    }
   }
   module_serial serial;
   const bool has_serial = options.serial_given;
-  if (has_serial && !parse_serial(options.serial, serial)) {
-    return report_failure(kExitUsage, "--sn \"" + options.serial + "\" " + kSerialFormat);
+  if (has_serial) {
+    if (const int status = show(serial_from_text(options.serial, serial)); status != kExitOk) {
+      return status;
+    }
   }
 
   calibration_inputs inputs;

@@ -21,23 +21,19 @@ void add_whole(const std::string& text, std::vector<shown_line>& lines) {
   lines.push_back({text.back() == '\n' ? text : text + "\n", false});
 }
 
-/// The first line of the library's console that says what went wrong:
-/// standard error first, where the loaders put their key and section messages.
-void add_first_failure(const library_console& console, std::vector<shown_line>& lines) {
+}  // namespace
+
+std::string first_failure_line(const library_console& console) {
   for (const std::string* text : {&console.err, &console.out}) {
     std::istringstream stream(*text);
     std::string line;
     while (std::getline(stream, line)) {
       while (!line.empty() && (line.back() == ' ' || line.back() == '\r')) line.pop_back();
-      if (!line.empty() && says_what_failed(line)) {
-        lines.push_back({"library: " + line, true});
-        return;
-      }
+      if (!line.empty() && says_what_failed(line)) return line;
     }
   }
+  return std::string();
 }
-
-}  // namespace
 
 void outcome::append(outcome later) {
   for (note& n : later.notes) notes.push_back(std::move(n));
@@ -64,7 +60,8 @@ std::vector<shown_line> shown_lines(const outcome& result, verbosity level) {
       add_whole(result.console.out, lines);
       add_whole(result.console.err, lines);
     } else if (level == verbosity::normal && result.console.failed) {
-      add_first_failure(result.console, lines);
+      const std::string line = first_failure_line(result.console);
+      if (!line.empty()) lines.push_back({"library: " + line, true});
     }
   }
   if (!result.ok() && !result.failure.empty()) lines.push_back({result.failure, true});

@@ -13,10 +13,6 @@
 namespace deflash_host {
 namespace {
 
-/// Decoded pixels a picture may hold: 8192 x 4096. A few hundred bytes of
-/// PNG can claim a picture of gigabytes; no camera of a module is that large.
-constexpr uint64_t kMaxPicturePixels = uint64_t{1} << 25;
-
 constexpr std::size_t kPngSignatureBytes = 8;
 /// zlib's strongest setting: the pictures are small and written once.
 constexpr int kPngCompressionLevel = 9;
@@ -310,6 +306,16 @@ picture_status decode_gray_image(const std::string& path, const std::string& byt
   }
   error = cannot_read(path, "neither a PNG nor a binary PGM (P5) picture");
   return picture_status::unknown;
+}
+
+std::string picture_size_problem(const std::string& name, uint64_t width, uint64_t height) {
+  if (width >= 1 && height >= 1 && width <= kMaxPictureSide && height <= kMaxPictureSide &&
+      width * height <= kMaxPicturePixels) {
+    return std::string();
+  }
+  return name + ": " + std::to_string(width) + "x" + std::to_string(height) +
+         " pixels; a picture is 1 to " + std::to_string(kMaxPictureSide) +
+         " pixels a side and at most " + std::to_string(kMaxPicturePixels) + " pixels";
 }
 
 bool encode_png(const gray_image& image, std::string& png, std::string& error) {

@@ -16,6 +16,18 @@ namespace {
 /// The input list counts configurations in one byte.
 constexpr std::size_t kMaxConfigs = std::numeric_limits<uint8_t>::max();
 
+/// An image holds one to 255 camera modes, one per configuration. The
+/// command line's parser already asks for a --config; the check here holds
+/// for every front end.
+outcome check_config_count(const calibration_source_options& options) {
+  if (options.configs.empty()) return fail(status::unusable, "--config is required");
+  if (options.configs.size() > kMaxConfigs) {
+    return fail(status::unusable,
+                "at most " + std::to_string(kMaxConfigs) + " --config files fit in one image");
+  }
+  return {};
+}
+
 /// The sources the options name must be one calibration, with the
 /// temperatures where the source carries none.
 outcome check_source_options(const calibration_source_options& options) {
@@ -43,11 +55,7 @@ outcome check_source_options(const calibration_source_options& options) {
                 "--temperatures goes with --raw-calibration only; the JSON file "
                 "carries its own temperatures");
   }
-  if (options.configs.size() > kMaxConfigs) {
-    return fail(status::unusable,
-                "at most " + std::to_string(kMaxConfigs) + " --config files fit in one image");
-  }
-  return {};
+  return check_config_count(options);
 }
 
 /// An import or a raw record with the temperatures of the options.
@@ -95,11 +103,8 @@ outcome read_calibration(const calibration_source_options& options,
 /// The calibration's cameras and every configuration file, held to what a
 /// real module has: impossible cameras would still make an image the library
 /// accepts.
-outcome check_module(const calibration_source_options& options,
+outcome check_module(const std::string& source, const calibration_source_options& options,
                      const module_calibration& calibration) {
-  const std::string source = !options.calibration_json.empty()  ? options.calibration_json
-                             : !options.raw_calibration.empty() ? options.raw_calibration
-                                                                : kImportedCalibration;
   std::vector<config_problem> problems = calibration_problems(source, calibration);
   // The library takes a string that names no readable file as INI text, so
   // a mistyped path would surface as a confusing configuration error; the
@@ -119,7 +124,28 @@ outcome check_module(const calibration_source_options& options,
 outcome calibration_inputs::load(const calibration_source_options& options) {
   if (outcome checked = check_source_options(options); !checked.ok()) return checked;
   if (outcome read = read_calibration(options, calibration_); !read.ok()) return read;
-  outcome checked = check_module(options, calibration_);
+  const std::string source = !options.calibration_json.empty()  ? options.calibration_json
+                             : !options.raw_calibration.empty() ? options.raw_calibration
+                                                                : kImportedCalibration;
+  outcome checked = check_module(source, options, calibration_);
+  if (!checked.ok()) return checked;
+  record_inputs(options);
+  return checked;
+}
+
+outcome calibration_inputs::load_json_text(const std::string& text, const std::string& source,
+                                           const calibration_source_options& options) {
+  if (!options.calibration_json.empty() || !options.raw_calibration.empty() ||
+      options.import.given() || !options.temperatures.empty()) {
+    return fail(status::unusable, source + ": the calibration is given twice");
+  }
+  if (outcome counted = check_config_count(options); !counted.ok()) return counted;
+  calibration_ = module_calibration{};
+  std::string error;
+  if (!parse_calibration_json(text, source, calibration_, error)) {
+    return fail(status::rejected, error);
+  }
+  outcome checked = check_module(source, options, calibration_);
   if (!checked.ok()) return checked;
   record_inputs(options);
   return checked;

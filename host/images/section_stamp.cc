@@ -29,6 +29,27 @@ bool parse_timestamp(const std::string& text, int64_t& out) {
   return true;
 }
 
+outcome timestamp_from_text(const std::string& text, int64_t& out) {
+  if (!parse_timestamp(text, out)) {
+    return fail(status::unusable,
+                "--timestamp \"" + text + "\" must be a non-negative whole number of seconds");
+  }
+  // The section headers keep the low 32 bits: 2^32 would read as 1970.
+  if (out > kMaxTimestamp) {
+    return fail(status::unusable, "--timestamp " + text +
+                                      " does not fit the headers' 32-bit time stamp (at most " +
+                                      std::to_string(kMaxTimestamp) + ")");
+  }
+  return {};
+}
+
+outcome serial_from_text(const std::string& text, module_serial& out) {
+  if (!parse_serial(text, out)) {
+    return fail(status::unusable, "--sn \"" + text + "\" " + kSerialFormat);
+  }
+  return {};
+}
+
 bool parse_serial(const std::string& text, module_serial& out) {
   constexpr std::size_t kPartDigits = 2 * kSerialPartBytes;
   if (text.size() != kSerialParts * kPartDigits + (kSerialParts - 1)) return false;

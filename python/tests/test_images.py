@@ -97,10 +97,11 @@ def test_a_malformed_calibration_dict_is_refused_before_the_library():
     assert failure.value.code is None
 
 
-def test_a_missing_configuration_file_is_refused():
-    with pytest.raises(deflash.CalibrationError) as failure:
+def test_a_missing_configuration_file_is_refused_as_the_tool_refuses_it():
+    with pytest.raises(deflash.UsageError) as failure:
         deflash.calibration_image(module_dict(), ["missing.ini"])
-    assert str(failure.value) == "missing.ini: configuration file cannot be read"
+    assert str(failure.value) == "missing.ini: cannot be read (No such file or directory)"
+    assert isinstance(failure.value, deflash.CalibrationError)
 
 
 def test_console_lines_do_not_reach_standard_output(capfd):
@@ -176,10 +177,11 @@ def test_debug_check_rectifies_and_reprojects_numpy_images():
 def test_debug_check_refuses_a_wrong_image_size():
     with pytest.raises(deflash.CalibrationError) as failure:
         deflash.check_calib_debug(module_dict(), CLOSE, left=np.zeros((10, 10), np.uint8))
-    assert str(failure.value) == "left image must be 800 x 1280 pixels for this mode"
-    with pytest.raises(deflash.CalibrationError) as failure:
+    assert str(failure.value) == "left: 10x10 pixels, but the left IR camera's image is 1280x800"
+    with pytest.raises(TypeError) as failure:
         deflash.check_calib_debug(module_dict(), CLOSE, left=np.zeros((800, 1280), np.float32))
-    assert str(failure.value) == "images must be 2-D arrays, all uint8 or all uint16"
+    assert str(failure.value) == ("left must be a 2-D array of uint8 or uint16, not a 2-D array "
+                                  "of float32")
 
 
 def test_pictures_round_trip_through_png(tmp_path):
@@ -195,10 +197,13 @@ def test_pictures_round_trip_through_png(tmp_path):
 
 
 def test_pictures_refuse_what_is_no_greyscale_picture(tmp_path):
-    with pytest.raises(deflash.CalibrationError) as failure:
+    with pytest.raises(TypeError) as failure:
         deflash.write_picture(tmp_path / "x.png", np.zeros((4, 4, 3), np.uint8))
-    assert str(failure.value) == "a picture must be a 2-D array of uint8 or uint16"
+    assert str(failure.value) == ("picture must be a 2-D array of uint8 or uint16, not a 3-D "
+                                  "array of uint8")
     (tmp_path / "text.png").write_text("not a picture")
-    with pytest.raises(deflash.CalibrationError):
+    with pytest.raises(deflash.UsageError) as failure:
         deflash.read_picture(tmp_path / "text.png")
+    assert str(failure.value) == (f"{tmp_path / 'text.png'}: cannot be read (neither a PNG nor a "
+                                  "binary PGM (P5) picture)")
     assert not (tmp_path / "x.png").exists()

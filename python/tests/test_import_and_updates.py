@@ -97,37 +97,46 @@ def test_depth_engine_image_has_its_three_blocks():
     assert struct.unpack_from("<I", image, 0x3000)[0] == 0x4644730E
 
 
-def test_depth_engine_image_refuses_a_missing_file():
-    with pytest.raises(deflash.LibraryError) as failure:
-        deflash.depth_engine_image([], "missing_d2c.ini", os.path.join(MODULE, "ir_pre.ini"))
-    assert failure.value.code == -1
-    assert failure.value.message == "error: convert d2c configs failed"
+def test_depth_engine_image_refuses_a_missing_file_and_no_dpu_file():
+    with pytest.raises(deflash.UsageError) as failure:
+        deflash.depth_engine_image([os.path.join(MODULE, "dpu_close.ini")], "missing_d2c.ini",
+                                   os.path.join(MODULE, "ir_pre.ini"))
+    assert failure.value.code is None
+    assert failure.value.message == "missing_d2c.ini: cannot be read (No such file or directory)"
+    with pytest.raises(deflash.UsageError) as failure:
+        deflash.depth_engine_image([], os.path.join(MODULE, "d2c.ini"),
+                                   os.path.join(MODULE, "ir_pre.ini"))
+    assert failure.value.message == (
+        "give at least one dpu file: without one the image's DPU block stays erased flash, "
+        "which inspect rejects")
 
 
 def test_update_baseline_patches_the_depth_section():
     image = deflash.calibration_image(module_dict(), [CLOSE, LONG], timestamp=1700000000)
     before = struct.unpack_from("<f", image, DEPTH_SECTION + DEPTH_ITEM + BASELINE_OFFSET)[0]
     assert before == pytest.approx(-50.0125, abs=1e-4)
-    updated = deflash.update_baseline(image, 55.5)
+    updated = deflash.update_baseline(image, -55.5)
     assert len(updated) == 4096
     for item in range(2):
         at = DEPTH_ITEM + item * 60 + BASELINE_OFFSET
-        assert struct.unpack_from("<f", updated, at)[0] == 55.5
+        assert struct.unpack_from("<f", updated, at)[0] == -55.5
 
 
 def test_update_multi_fb_d2c_refuses_an_unknown_focal_length():
     image = deflash.calibration_image(module_dict(), [CLOSE], timestamp=1700000000)
-    with pytest.raises(deflash.LibraryError) as failure:
+    with pytest.raises(deflash.CalibrationError) as failure:
         deflash.update_multi_fb_d2c(image, [(1.0, 51.0)])
-    assert failure.value.code == -2
-    assert failure.value.message == "input fb_set error"
+    assert failure.value.code is None
+    assert failure.value.message == (
+        "image: pair 1:51 matches no depth-to-colour entry (within 6 of its focal length); the "
+        "depth-to-colour entries' focal lengths are 645.07")
 
 
 def test_update_multi_baseline_patches_the_entry_of_the_matching_focal_length():
     image = deflash.calibration_image(module_dict(), [CLOSE, LONG], timestamp=1700000000)
     focal = struct.unpack_from("<f", image, DEPTH_SECTION + DEPTH_ITEM + FOCAL_LENGTH_OFFSET)[0]
-    updated = deflash.update_multi_baseline(image, [(focal + 0.5, 48.25)])
-    assert struct.unpack_from("<f", updated, DEPTH_ITEM + BASELINE_OFFSET)[0] == 48.25
+    updated = deflash.update_multi_baseline(image, [(focal + 0.5, -48.25)])
+    assert struct.unpack_from("<f", updated, DEPTH_ITEM + BASELINE_OFFSET)[0] == -48.25
 
 
 def test_load_calibration_checks_as_the_tool_does(tmp_path):

@@ -12,9 +12,14 @@
 
 namespace deflash_host {
 
-/// Redirects file descriptors 1 and 2 into scratch files from construction
-/// until finish(). The library writes with printf and fprintf(stderr), so
-/// the redirection is at the descriptor.
+/// Captures what the library writes on standard output and standard error
+/// from construction until finish(). The library writes with printf,
+/// fprintf(stderr) and the C++ streams. Where the C library lets its
+/// streams be replaced (glibc), the capture swaps the C streams stdout and
+/// stderr and the C++ streams' buffers for scratch files and leaves file
+/// descriptors 1 and 2 alone: what other threads write to them (a Python
+/// thread's print, a logging handler) reaches its stream meanwhile.
+/// Elsewhere descriptors 1 and 2 themselves are redirected.
 class console_capture {
  public:
   console_capture();
@@ -22,20 +27,12 @@ class console_capture {
   console_capture(const console_capture&) = delete;
   console_capture& operator=(const console_capture&) = delete;
 
-  /// Restores the descriptors and returns what was written meanwhile.
+  /// Restores the streams and returns what was written meanwhile.
   void finish(std::string& out, std::string& err);
 
  private:
-  struct stream {
-    std::FILE* scratch = nullptr;
-    int saved = -1;
-  };
-  void start(stream& s, int fd);
-  static std::string restore(stream& s, int fd);
-
-  stream out_;
-  stream err_;
-  bool finished_ = false;
+  struct state;
+  std::unique_ptr<state> state_;
 };
 
 /// Runs `call`, which returns the library's result code, with the console
@@ -50,6 +47,7 @@ int call_captured(library_console& console, Call&& call) {
   }
   console.called = true;
   console.failed = result != 0;
+  console.result = result;
   return result;
 }
 

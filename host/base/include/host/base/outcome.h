@@ -35,7 +35,14 @@ struct library_console {
   /// The call failed: its first line that says why is worth showing.
   bool failed = false;
   bool called = false;
+  /// The library's result code of the call (0 when it succeeded).
+  int result = 0;
 };
+
+/// The first line of the library's console that says what went wrong
+/// (standard error first, where the loaders put their key and section
+/// messages), trailing blanks removed; empty when no line does.
+std::string first_failure_line(const library_console& console);
 
 /// How much of the library's own console a front end passes on.
 enum class verbosity { quiet, normal, verbose };

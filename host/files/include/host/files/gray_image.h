@@ -18,6 +18,15 @@ constexpr std::size_t kMaxPictureInputBytes = std::size_t{64} << 20;
 /// Neither side of a picture may exceed this: camera descriptions hold 16-bit sizes.
 constexpr uint32_t kMaxPictureSide = 65535;
 
+/// Decoded pixels a picture may hold: 8192 x 4096. A few hundred bytes of
+/// PNG can claim a picture of gigabytes; no camera of a module is that large.
+constexpr uint64_t kMaxPicturePixels = uint64_t{1} << 25;
+
+/// Empty when a picture of `width` x `height` pixels is one deflash reads
+/// and writes, else one line "<name>: WxH pixels; ..." saying why not. For
+/// a writer to check before it allocates anything.
+std::string picture_size_problem(const std::string& name, uint64_t width, uint64_t height);
+
 /// Row-major single-channel picture; each pixel in one 16-bit word whatever
 /// the depth, values below 2^bits.
 struct gray_image {

@@ -48,6 +48,13 @@ class calibration_inputs {
   /// list. Implausible values stop it unless `allow_implausible`.
   outcome load(const calibration_source_options& options);
 
+  /// Like load(), for a calibration given as calibration JSON `text` rather
+  /// than by the options (the Python module's dicts): `source` names it in
+  /// messages; the options' configurations and allow_implausible apply, and
+  /// they name no calibration.
+  outcome load_json_text(const std::string& text, const std::string& source,
+                         const calibration_source_options& options);
+
   const SocCalibFlashInput_S* list() const { return &list_; }
   /// Every file the calibration and configurations were read from: no
   /// output may replace one of them.

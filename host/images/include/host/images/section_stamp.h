@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "host/base/outcome.h"
+
 namespace deflash_host {
 
 /// Seconds since 1970 that a section header's 32-bit field can hold.
@@ -29,6 +31,14 @@ bool parse_serial(const std::string& text, module_serial& out);
 
 /// What a serial number must look like, for the error lines.
 constexpr const char* kSerialFormat = "must be three parts of 16 hex digits, separated by commas";
+
+/// The --timestamp value `text` (the Python module's `timestamp` as its
+/// decimal digits) into `out`: unusable, with the line saying why, for
+/// anything but a whole number of seconds from 0 to kMaxTimestamp.
+outcome timestamp_from_text(const std::string& text, int64_t& out);
+
+/// The --sn value `text` into `out`: unusable when it is no serial number.
+outcome serial_from_text(const std::string& text, module_serial& out);
 
 }  // namespace deflash_host
 
