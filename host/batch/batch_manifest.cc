@@ -97,7 +97,12 @@ bool shared_files_readable(const batch_configs& configs, const std::string& mani
     std::string why;
     if (check_input_file(file, kMaxTextInputBytes, why)) continue;
     const auto line = lines.find(file);
-    error = line == lines.end() ? why : manifest + ":" + std::to_string(line->second) + ": " + why;
+    if (line == lines.end()) {
+      error = why;
+    } else {
+      error = manifest;
+      error.append(":").append(std::to_string(line->second)).append(": ").append(why);
+    }
     return false;
   }
   return true;
@@ -275,8 +280,12 @@ bool read_module_folders(const std::string& folder, const std::string& skip,
       // An output folder from an earlier run is no module; a module's own
       // folder as the output folder would silently drop the module.
       if (fs::exists(entry.path() / "calibration.json", entry_ec)) {
-        error = skip + ": the output folder is the module folder " + name + " of " + folder +
-                "; give --out-dir outside the module folders";
+        error = skip;
+        error.append(": the output folder is the module folder ")
+            .append(name)
+            .append(" of ")
+            .append(folder)
+            .append("; give --out-dir outside the module folders");
         return false;
       }
       continue;

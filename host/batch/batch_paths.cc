@@ -56,11 +56,17 @@ std::string report_conflict(const std::string& report, const std::vector<std::st
                             const std::vector<std::string>& outputs) {
   for (const std::string& input : inputs) {
     if (same_file(report, input))
-      return report + ": cannot be written (it is the input " + input + ")";
+      return std::string(report)
+          .append(": cannot be written (it is the input ")
+          .append(input)
+          .append(")");
   }
   for (const std::string& output : outputs) {
     if (same_file(report, output)) {
-      return report + ": cannot be written (it is also the output " + output + ")";
+      return std::string(report)
+          .append(": cannot be written (it is also the output ")
+          .append(output)
+          .append(")");
     }
   }
   return std::string();

@@ -49,6 +49,7 @@ std::string listed(const std::vector<float>& values) {
 
 std::vector<float> focal_lengths(const std::vector<depth_entry>& entries) {
   std::vector<float> values;
+  values.reserve(entries.size());
   for (const depth_entry& e : entries) values.push_back(e.focal_length);
   return values;
 }
