@@ -252,13 +252,14 @@ int run_rectify_check(const rectify_check_options& options) {
     pictures.emplace_back(kDepthName, std::move(in_rgb));
   }
 
+  std::vector<const gray_image*> images;
+  for (const auto& picture : pictures) images.push_back(&picture.second);
+  std::vector<png_encoding> encodings = encode_pngs(images);
   std::vector<output_file> outputs;
-  for (const auto& picture : pictures) {
-    std::string png;
-    if (!encode_png(picture.second, png, error)) {
-      return report_failure(kExitUsage, output_path(options.out_dir, picture.first) + ": " + error);
-    }
-    outputs.push_back({output_path(options.out_dir, picture.first), std::move(png)});
+  for (std::size_t i = 0; i < pictures.size(); ++i) {
+    const std::string path = output_path(options.out_dir, pictures[i].first);
+    if (!encodings[i].encoded) return report_failure(kExitUsage, path + ": " + encodings[i].error);
+    outputs.push_back({path, std::move(encodings[i].png)});
   }
   std::vector<std::string> input_files = inputs.input_files();
   input_files.push_back(options.left);

@@ -16,12 +16,14 @@ namespace {
 #define DEFLASH_NUMBER_TEXT(x) DEFLASH_TEXT(x)
 
 /// The compiler the tool and its library were built with, in the same build.
+/// GCC's own version text: MinGW-w64 builds name their thread model there
+/// ("12-posix") and leave the minor and patch numbers zero.
 constexpr const char* kCompiler =
 #if defined(__clang__)
-    "Clang " __clang_version__;
+    "Clang " DEFLASH_NUMBER_TEXT(__clang_major__) "." DEFLASH_NUMBER_TEXT(
+        __clang_minor__) "." DEFLASH_NUMBER_TEXT(__clang_patchlevel__);
 #elif defined(__GNUC__)
-    "GCC " DEFLASH_NUMBER_TEXT(__GNUC__) "." DEFLASH_NUMBER_TEXT(
-        __GNUC_MINOR__) "." DEFLASH_NUMBER_TEXT(__GNUC_PATCHLEVEL__);
+    "GCC " __VERSION__;
 #elif defined(_MSC_VER)
     "MSVC " DEFLASH_NUMBER_TEXT(_MSC_FULL_VER);
 #else

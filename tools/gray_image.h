@@ -41,6 +41,18 @@ picture_status decode_gray_image(const std::string& path, const std::string& byt
 /// false with one line in `error` when libpng refuses.
 bool encode_png(const gray_image& image, std::string& png, std::string& error);
 
+/// One picture of encode_pngs: its PNG, or why libpng refused.
+struct png_encoding {
+  bool encoded = false;
+  std::string png;
+  std::string error;
+};
+
+/// Encodes each of `images` as encode_png does, each on a thread of its own:
+/// compression is most of the time a command that writes pictures takes, and
+/// the pictures share nothing. The bytes are those encode_png writes.
+std::vector<png_encoding> encode_pngs(const std::vector<const gray_image*>& images);
+
 }  // namespace deflash_cli
 
 #endif  // DEFLASH_TOOLS_GRAY_IMAGE_H_

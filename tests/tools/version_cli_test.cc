@@ -30,10 +30,10 @@ void set_simd(const char* value) {
 std::string expected_build() {
   std::string compiler;
 #if defined(__clang__)
-  compiler = std::string("Clang ") + __clang_version__;
+  compiler = "Clang " + std::to_string(__clang_major__) + "." + std::to_string(__clang_minor__) +
+             "." + std::to_string(__clang_patchlevel__);
 #elif defined(__GNUC__)
-  compiler = "GCC " + std::to_string(__GNUC__) + "." + std::to_string(__GNUC_MINOR__) + "." +
-             std::to_string(__GNUC_PATCHLEVEL__);
+  compiler = "GCC " __VERSION__;
 #endif
 #if defined(_WIN32)
   const std::string target = "Windows x86-64";
