@@ -14,17 +14,20 @@
 #include <vector>
 
 #include "batch_manifest.h"
+#include "batch_module_build.h"
+#include "batch_report.h"
+#include "batch_request.h"
 #include "calibration_inputs.h"
 #include "commands.h"
+#include "process_pool.h"
 #include "safe_output.h"
 #include "section_stamp.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <io.h>
+#include <windows.h>
+#else
 #include <unistd.h>
-
-#include "batch_module_build.h"
-#include "batch_report.h"
-#include "process_pool.h"
 #endif
 
 namespace deflash_cli {
@@ -47,17 +50,35 @@ struct batch_options {
   bool allow_implausible = false;
 };
 
+bool stdout_is_terminal() {
 #ifdef _WIN32
-
-int run_batch(const batch_options&) {
-  // Every image of a module needs a fresh copy of the library's module state,
-  // which the tool gets from fork(); Windows has no such call.
-  return report_failure(kExitUsage,
-                        "batch is not available in Windows builds; run calib, startrow and "
-                        "deconfig once per module");
+  return _isatty(_fileno(stdout)) != 0;
+#else
+  return ::isatty(STDOUT_FILENO) != 0;
+#endif
 }
 
+/// The worker's side of a module: build it and hand back its result.
+std::string run_module_request(const std::string& text) {
+  // Ctrl-C stops the batch, not a module halfway: the worker finishes the
+  // module it began, all of its images or none, and then ends on the pipe of
+  // the driver that is gone.
+#ifdef _WIN32
+  SetConsoleCtrlHandler(nullptr, TRUE);
 #else
+  std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGTERM, SIG_IGN);
+#endif
+  batch_request request;
+  if (!decode_request(text, request)) {
+    module_result result;
+    result.error = "worker process handed back no result";
+    return encode_result(result);
+  }
+  return encode_result(build_module(request.module, request.settings));
+}
+
+const worker_kind kBatchModuleWorker{"batch-module", run_module_request};
 
 /// Checks the options that need no file; returns kExitOk or prints the line.
 int check_options(const batch_options& options, int64_t& timestamp) {
@@ -137,17 +158,10 @@ int run_batch(const batch_options& options) {
   const auto elapsed = [&start] {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   };
-  batch_progress progress(modules.size(), ::isatty(STDOUT_FILENO) != 0);
-  const bool all_started = run_in_processes(
-      modules.size(), totals.jobs,
-      [&](std::size_t i) {
-        // Ctrl-C stops the batch, not a module halfway: the worker finishes
-        // the module it began, all of its images or none, and then ends on
-        // the pipe of the driver that is gone.
-        std::signal(SIGINT, SIG_IGN);
-        std::signal(SIGTERM, SIG_IGN);
-        return encode_result(build_module(modules[i], settings));
-      },
+  batch_progress progress(modules.size(), stdout_is_terminal());
+  const bool all_started = run_workers(
+      modules.size(), totals.jobs, kBatchModuleWorker,
+      [&](std::size_t i) { return encode_request({modules[i], settings, ""}); },
       [&](std::size_t i, const process_outcome& outcome) {
         module_result& result = results[i];
         if (!outcome.finished) {
@@ -190,9 +204,11 @@ int run_batch(const batch_options& options) {
   return status;
 }
 
-#endif
-
 }  // namespace
+
+bool run_batch_worker(int argc, char** argv, int& status) {
+  return run_as_worker(argc, argv, {kBatchModuleWorker, kBatchImageWorker}, status);
+}
 
 void add_batch_command(CLI::App& app, int& exit_code) {
   auto options = std::make_shared<batch_options>();
