@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <functional>
 #include <nlohmann/json.hpp>
-#include <string>
 #include <sstream>
+#include <string>
 #include <system_error>
 
 #include "batch_request.h"

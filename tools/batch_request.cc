@@ -12,9 +12,7 @@ namespace {
 
 class field_writer {
  public:
-  void add(const std::string& bytes) {
-    text_ += std::to_string(bytes.size()) + ":" + bytes;
-  }
+  void add(const std::string& bytes) { text_ += std::to_string(bytes.size()) + ":" + bytes; }
   void add(bool value) { add(std::string(value ? "1" : "0")); }
   void add(const std::vector<std::string>& list) {
     add(std::to_string(list.size()));

@@ -161,7 +161,9 @@ int run_batch(const batch_options& options) {
   batch_progress progress(modules.size(), stdout_is_terminal());
   const bool all_started = run_workers(
       modules.size(), totals.jobs, kBatchModuleWorker,
-      [&](std::size_t i) { return encode_request({modules[i], settings, ""}); },
+      [&](std::size_t i) {
+        return encode_request({modules[i], settings, ""});
+      },
       [&](std::size_t i, const process_outcome& outcome) {
         module_result& result = results[i];
         if (!outcome.finished) {

@@ -137,8 +137,8 @@ bool write_all(HANDLE to, const std::string& bytes) {
   while (written < bytes.size()) {
     const std::size_t left = bytes.size() - written;
     DWORD n = 0;
-    if (!WriteFile(to, bytes.data() + written, static_cast<DWORD>(left < (1u << 20) ? left : 1u << 20),
-                   &n, nullptr) ||
+    if (!WriteFile(to, bytes.data() + written,
+                   static_cast<DWORD>(left < (1u << 20) ? left : 1u << 20), &n, nullptr) ||
         n == 0) {
       return false;
     }

@@ -18,11 +18,13 @@ namespace deflash_cli {
 namespace {
 
 #ifdef _WIN32
+constexpr const char* kNullDevice = "NUL";
 int dup_fd(int fd) { return _dup(fd); }
 int dup2_fd(int from, int to) { return _dup2(from, to); }
 int write_fd(int fd, const char* data, unsigned size) { return _write(fd, data, size); }
 int close_fd(int fd) { return _close(fd); }
 #else
+constexpr const char* kNullDevice = "/dev/null";
 int dup_fd(int fd) { return ::dup(fd); }
 int dup2_fd(int from, int to) { return ::dup2(from, to); }
 int write_fd(int fd, const char* data, unsigned size) {
@@ -69,11 +71,12 @@ bool run_as_worker(int argc, char** argv, const std::vector<worker_kind>& kinds,
   // forked child.
   std::fflush(stdout);
   const int answer = dup_fd(1);
-  if (answer < 0 || dup2_fd(2, 1) < 0) {
+  if (answer < 0) {
     std::fputs("deflash: internal error: the worker's answer has nowhere to go\n", stderr);
     status = kWorkThrew;
     return true;
   }
+  if (dup2_fd(2, 1) < 0) std::freopen(kNullDevice, "wb", stdout);  // no standard error either
   status = 0;
   try {
     if (!write_all(answer, kind->run(read_standard_input()))) status = kWorkThrew;

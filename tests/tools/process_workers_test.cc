@@ -84,9 +84,7 @@ TEST(ProcessWorkers, HandBackEveryAnswerWhateverItsSize) {
   std::string error;
   ASSERT_TRUE(run_workers(
       answers.size(), 2, kBytes,
-      [&](std::size_t i) {
-        return std::to_string(size_of(i)) + " " + static_cast<char>('a' + i);
-      },
+      [&](std::size_t i) { return std::to_string(size_of(i)) + " " + static_cast<char>('a' + i); },
       [&](std::size_t i, const process_outcome& outcome) {
         EXPECT_TRUE(outcome.finished) << outcome.how;
         answers[i] = outcome.answer;

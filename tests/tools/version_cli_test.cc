@@ -104,9 +104,9 @@ TEST_F(VersionCommand, VerboseSaysWhichPathDeflashSimdForced) {
 TEST_F(VersionCommand, VerboseSaysDeflashSimdWasIgnoredWhenItNamesNoPath) {
   const tool_run run = run_with("AVX2", true);
   EXPECT_EQ(run.exit_code, 0);
-  EXPECT_EQ(run.out, path_line(deflash::widest_simd_path(),
-                               std::string(kWidest) +
-                                   "; DEFLASH_SIMD=AVX2 names no path and is ignored"));
+  EXPECT_EQ(run.out,
+            path_line(deflash::widest_simd_path(),
+                      std::string(kWidest) + "; DEFLASH_SIMD=AVX2 names no path and is ignored"));
 }
 
 TEST_F(VersionCommand, VerboseSaysDeflashSimdWasIgnoredWhenThePathCannotRunHere) {

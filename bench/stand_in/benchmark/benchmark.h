@@ -57,8 +57,7 @@ inline double process_cpu_seconds() {
 }
 
 inline double wall_seconds() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-      .count();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace internal
@@ -241,8 +240,9 @@ inline bool measure(const Benchmark& benchmark, measurement& result, std::string
       return true;
     }
     const double factor = taken > 0 ? 1.4 * the_settings().min_time / taken : 10.0;
-    iterations = static_cast<long long>(
-        static_cast<double>(iterations) * std::min(10.0, std::max(factor, 1.2))) + 1;
+    iterations = static_cast<long long>(static_cast<double>(iterations) *
+                                        std::min(10.0, std::max(factor, 1.2))) +
+                 1;
   }
 }
 
@@ -343,20 +343,21 @@ inline std::size_t RunSpecifiedBenchmarks() {
       return "    {\"name\": " + json_text(benchmark->name() + "_" + which) +
              ", \"run_name\": " + name +
              ", \"run_type\": \"aggregate\", \"repetitions\": " + std::to_string(s.repetitions) +
-             ", \"aggregate_name\": \"" + which + "\", \"iterations\": " +
-             std::to_string(iterations) + ", " + times + ", \"time_unit\": \"" + unit +
-             "\", \"label\": " + json_text(label) + "}";
+             ", \"aggregate_name\": \"" + which +
+             "\", \"iterations\": " + std::to_string(iterations) + ", " + times +
+             ", \"time_unit\": \"" + unit + "\", \"label\": " + json_text(label) + "}";
     };
     entries += aggregate("mean", mean(real) * scale, mean(cpu) * scale) + ",\n" +
                aggregate("median", median(real) * scale, median(cpu) * scale);
   }
   if (!s.out.empty()) {
-    std::string context = "    \"num_cpus\": " + std::to_string(std::thread::hardware_concurrency());
+    std::string context =
+        "    \"num_cpus\": " + std::to_string(std::thread::hardware_concurrency());
     for (const auto& [key, value] : s.context) {
       context += ",\n    " + json_text(key) + ": " + json_text(value);
     }
-    const std::string json =
-        "{\n  \"context\": {\n" + context + "\n  },\n  \"benchmarks\": [\n" + entries + "\n  ]\n}\n";
+    const std::string json = "{\n  \"context\": {\n" + context + "\n  },\n  \"benchmarks\": [\n" +
+                             entries + "\n  ]\n}\n";
     if (FILE* out = std::fopen(s.out.c_str(), "wb")) {
       std::fwrite(json.data(), 1, json.size(), out);
       std::fclose(out);
@@ -373,13 +374,12 @@ inline void Shutdown() {}
 
 #define DEFLASH_BENCHMARK_JOIN2(a, b) a##b
 #define DEFLASH_BENCHMARK_JOIN(a, b) DEFLASH_BENCHMARK_JOIN2(a, b)
-#define BENCHMARK(function)                                                       \
-  static ::benchmark::internal::Benchmark* DEFLASH_BENCHMARK_JOIN(benchmark_, \
-                                                                  __LINE__) =     \
-      ::benchmark::internal::add(#function, function)
-#define BENCHMARK_CAPTURE(function, name, ...)                                       \
+#define BENCHMARK(function)                                                               \
   static ::benchmark::internal::Benchmark* DEFLASH_BENCHMARK_JOIN(benchmark_, __LINE__) = \
-      ::benchmark::internal::add(#function "/" #name,                               \
+      ::benchmark::internal::add(#function, function)
+#define BENCHMARK_CAPTURE(function, name, ...)                                            \
+  static ::benchmark::internal::Benchmark* DEFLASH_BENCHMARK_JOIN(benchmark_, __LINE__) = \
+      ::benchmark::internal::add(#function "/" #name,                                     \
                                  [](::benchmark::State& state) { function(state, __VA_ARGS__); })
 
 #endif  // DEFLASH_BENCH_STAND_IN_BENCHMARK_H_
