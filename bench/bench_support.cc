@@ -43,7 +43,7 @@ quiet_console::~quiet_console() {
 }
 
 example_module::example_module(int configurations) {
-  ok_ = deflash_cli::read_calibration_json(module_file("calibration.json"), calibration_, error_);
+  ok_ = deflash_host::read_calibration_json(module_file("calibration.json"), calibration_, error_);
   paths_ = {module_file("calib_close.ini"), module_file("calib_long.ini")};
   paths_.resize(configurations == 1 ? 1 : 2);
   for (const std::string& path : paths_) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "deflash/calib_records.h"
 
 namespace deflash_bench {
@@ -45,7 +45,7 @@ class example_module {
  private:
   bool ok_ = false;
   std::string error_;
-  deflash_cli::module_calibration calibration_;
+  deflash_host::module_calibration calibration_;
   std::vector<std::string> paths_;
   std::vector<const char*> configs_;
   std::vector<const SocCalibParams_S*> calibs_;

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "calib_chain_check.h"
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "fuzz_check.h"
 #include "quiet_console.h"
 
@@ -16,11 +16,11 @@ namespace {
 /// Longer texts only slow the search: real configurations are about 1 KB.
 constexpr std::size_t kMaxConfigBytes = 16384;
 
-const deflash_cli::module_calibration& example_module() {
-  static const deflash_cli::module_calibration calibration = [] {
-    deflash_cli::module_calibration c{};
+const deflash_host::module_calibration& example_module() {
+  static const deflash_host::module_calibration calibration = [] {
+    deflash_host::module_calibration c{};
     std::string error;
-    FUZZ_CHECK(deflash_cli::read_calibration_json(DEFLASH_EXAMPLE_CALIBRATION, c, error));
+    FUZZ_CHECK(deflash_host::read_calibration_json(DEFLASH_EXAMPLE_CALIBRATION, c, error));
     return c;
   }();
   return calibration;

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "calib_chain_check.h"
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "fuzz_check.h"
 #include "quiet_console.h"
 
@@ -42,10 +42,10 @@ void fold_image_sizes(SocCalibParams_S& record) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   silence_library_console();
-  static const deflash_cli::module_calibration example = [] {
-    deflash_cli::module_calibration c{};
+  static const deflash_host::module_calibration example = [] {
+    deflash_host::module_calibration c{};
     std::string error;
-    FUZZ_CHECK(deflash_cli::read_calibration_json(DEFLASH_EXAMPLE_CALIBRATION, c, error));
+    FUZZ_CHECK(deflash_host::read_calibration_json(DEFLASH_EXAMPLE_CALIBRATION, c, error));
     return c;
   }();
   uint8_t input[kInputBytes];

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <string>
 
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "fuzz_check.h"
-#include "plausibility.h"
+#include "host/inputs/plausibility.h"
 
 namespace {
 
@@ -19,12 +19,12 @@ constexpr char kSource[] = "fuzz.json";
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  deflash_cli::module_calibration first{};
-  deflash_cli::module_calibration second{};
+  deflash_host::module_calibration first{};
+  deflash_host::module_calibration second{};
   std::string first_error;
   std::string second_error;
-  const bool accepted = deflash_cli::parse_calibration_json(text, kSource, first, first_error);
-  FUZZ_CHECK(deflash_cli::parse_calibration_json(text, kSource, second, second_error) == accepted);
+  const bool accepted = deflash_host::parse_calibration_json(text, kSource, first, first_error);
+  FUZZ_CHECK(deflash_host::parse_calibration_json(text, kSource, second, second_error) == accepted);
   if (!accepted) {
     FUZZ_CHECK(first_error == second_error);
     FUZZ_CHECK(first_error.rfind(std::string(kSource) + ": ", 0) == 0);
@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     return 0;
   }
   FUZZ_CHECK(std::memcmp(&first, &second, sizeof first) == 0);
-  for (const deflash_cli::implausible_value& value : deflash_cli::check_calibration(first)) {
+  for (const deflash_host::implausible_value& value : deflash_host::check_calibration(first)) {
     FUZZ_CHECK(!value.field.empty() && !value.what.empty());
   }
   return 0;

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Fails on a C++ file that clang-format would change, on an include across subsystems of a
-# header the other subsystem keeps to itself, and on clang-tidy findings in src/ and tools/.
+# header the other subsystem keeps to itself, and on clang-tidy findings in src/, host/ and tools/.
 # Usage: scripts/lint.sh [BUILD_DIR]   (BUILD_DIR holds compile_commands.json; default build/release)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -55,7 +55,7 @@ if [[ ! -f "$build_dir/compile_commands.json" ]]; then
 fi
 # Translation units of the library and the tool; tests follow gtest's own macro style,
 # which bugprone-* reads as findings, so they are formatted but not tidied.
-mapfile -t tidy_files < <(printf '%s\n' "${cxx_files[@]}" | grep -E '^(src|tools)/.*\.(cc|cpp)$')
+mapfile -t tidy_files < <(printf '%s\n' "${cxx_files[@]}" | grep -E '^(src|host|tools)/.*\.(cc|cpp)$')
 tidy_log=$(mktemp)
 trap 'rm -f "$tidy_log"' EXIT
 if ! printf '%s\n' "${tidy_files[@]}" |

@@ -13,15 +13,16 @@
 #include <thread>
 #include <vector>
 
-#include "batch_manifest.h"
-#include "batch_module_build.h"
-#include "batch_report.h"
-#include "batch_request.h"
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
-#include "process_pool.h"
-#include "safe_output.h"
-#include "section_stamp.h"
+#include "host/batch/batch_manifest.h"
+#include "host/batch/batch_module_build.h"
+#include "host/batch/batch_report.h"
+#include "host/batch/batch_request.h"
+#include "host/batch/process_pool.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/images/section_stamp.h"
 
 #ifdef _WIN32
 #include <io.h>

@@ -5,12 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
 #include "deflash.h"
-#include "image_builders.h"
-#include "safe_output.h"
-#include "section_stamp.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/images/image_builders.h"
+#include "host/images/section_stamp.h"
 
 namespace deflash_cli {
 namespace {
@@ -44,18 +45,19 @@ int run_calib(const calib_options& options) {
   }
 
   calibration_inputs inputs;
-  if (const int status = inputs.load(options.source); status != kExitOk) return status;
+  if (const int status = show(inputs.load(options.source), options.source.level());
+      status != kExitOk) {
+    return status;
+  }
 
   // Without --sn the headers carry the library's initial serial: 24 zero bytes.
   if (has_serial) set_soc_sn(serial.parts[0], serial.parts[1], serial.parts[2]);
 
   std::string image;
   std::string raw_image;
-  if (const int status = build_calib_image(inputs, timestamp, options.source, image,
-                                           options.raw_out.empty() ? nullptr : &raw_image);
-      status != kExitOk) {
-    return status;
-  }
+  const outcome built = build_calib_image(inputs, timestamp, options.source, image,
+                                          options.raw_out.empty() ? nullptr : &raw_image);
+  if (const int status = show(built, options.source.level()); status != kExitOk) return status;
 
   // Both images or neither: a calibration image without the raw image it was
   // made with would be flashed as if it were the whole job.

@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "calibration_inputs.h"
 #include "commands.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
 #include "import_options.h"
-#include "safe_output.h"
 #ifdef DEFLASH_WITH_IMPORT
-#include "calibration_json_writer.h"
+#include "host/import/calibration_json_writer.h"
 #endif
 
 namespace deflash_cli {
@@ -69,7 +69,8 @@ int run_calib_json(calib_json_options options) {
   }
   const float temperatures[kTemperatureCount] = {
       calibration.temperatures[0], calibration.temperatures[1], calibration.temperatures[2]};
-  if (const int status = import_from_options(options.import, calibration); status != kExitOk) {
+  if (const int status = show(import_from_options(options.import, calibration));
+      status != kExitOk) {
     return status;
   }
   for (int i = 0; i < kTemperatureCount; ++i) calibration.temperatures[i] = temperatures[i];

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "calibration_inputs.h"
 #include "commands.h"
 #include "deflash.h"
-#include "file_io.h"
-#include "result_names.h"
+#include "host/base/result_names.h"
+#include "host/files/file_io.h"
+#include "host/images/calibration_inputs.h"
 
 namespace deflash_cli {
 namespace {
@@ -25,12 +25,10 @@ struct check_config_options {
 /// Loads a calibration configuration in the library, after the tool's own
 /// checks passed, and prints the values the accessors report.
 int load_in_library(const std::string& file, verbosity level) {
-  console_capture console;
-  const int result = soc_convert::load_input_configs_path(file.c_str());
-  std::string console_out;
-  std::string console_err;
-  console.finish(console_out, console_err);
-  show_library_console(console_out, console_err, level, result != DRIVER_HELPER_OK);
+  outcome loaded;
+  const int result = call_captured(
+      loaded.console, [&file] { return soc_convert::load_input_configs_path(file.c_str()); });
+  show(loaded, level);
   if (result != DRIVER_HELPER_OK) {
     std::fprintf(stderr, "deflash: %s: configuration rejected, result %s\n", file.c_str(),
                  describe_result(result).c_str());
@@ -69,7 +67,8 @@ int run_check_config(const check_config_options& options) {
       continue;
     }
     const config_check check = check_config_text(file, text, wanted, nullptr);
-    if (report_problems(check.problems, options.allow_implausible, options.quiet) != kExitOk) {
+    if (show(problems_outcome(check.problems, options.allow_implausible),
+             options.quiet ? verbosity::quiet : verbosity::normal) != kExitOk) {
       if (exit_code == kExitOk) exit_code = kExitFailure;
       continue;
     }

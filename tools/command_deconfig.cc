@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
-#include "image_builders.h"
-#include "safe_output.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/images/image_builders.h"
 
 namespace deflash_cli {
 namespace {
@@ -26,7 +27,7 @@ int run_deconfig(const deconfig_options& options) {
                           : options.quiet ? verbosity::quiet
                                           : verbosity::normal;
   std::string image;
-  if (const int status = build_deconfig_image(options.sources, options.out, level, image);
+  if (const int status = show(build_deconfig_image(options.sources, options.out, image), level);
       status != kExitOk) {
     return status;
   }

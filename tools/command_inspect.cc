@@ -5,22 +5,22 @@
 #include <string>
 
 #include "commands.h"
-#include "file_io.h"
-#include "inspect/inspect.h"
+#include "host/files/file_io.h"
+#include "host/inspection/inspect.h"
 
 namespace deflash_cli {
 namespace {
 
 /// Reads and decodes `path`; on failure prints one line and returns false.
-bool load_report(const std::string& path, deflash_inspect::report& out) {
+bool load_report(const std::string& path, deflash_host::report& out) {
   std::string bytes;
   std::string error;
   if (!read_file_bytes(path, bytes, error, kMaxImageInputBytes)) {
     std::fprintf(stderr, "deflash: %s\n", error.c_str());
     return false;
   }
-  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
-                                      out, error)) {
+  if (!deflash_host::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
+                                   out, error)) {
     std::fprintf(stderr, "deflash: %s: %s\n", path.c_str(), error.c_str());
     return false;
   }
@@ -28,26 +28,25 @@ bool load_report(const std::string& path, deflash_inspect::report& out) {
 }
 
 int run_inspect(const std::string& path, bool as_json) {
-  deflash_inspect::report report;
+  deflash_host::report report;
   if (!load_report(path, report)) return kExitUsage;
   if (as_json) {
-    deflash_inspect::json doc = deflash_inspect::render_json(report);
+    deflash_host::json doc = deflash_host::render_json(report);
     doc["file"] = path;
     std::printf("%s\n", doc.dump(2).c_str());
   } else {
-    std::printf("file: %s\n%s", path.c_str(), deflash_inspect::render_text(report).c_str());
+    std::printf("file: %s\n%s", path.c_str(), deflash_host::render_text(report).c_str());
   }
   std::fflush(stdout);
   for (const auto& f : report.failures) {
-    std::fprintf(stderr, "deflash: %s: %s\n", path.c_str(),
-                 deflash_inspect::failure_text(f).c_str());
+    std::fprintf(stderr, "deflash: %s: %s\n", path.c_str(), deflash_host::failure_text(f).c_str());
   }
   return report.ok() ? kExitOk : kExitFailure;
 }
 
 int run_diff(const std::string& old_path, const std::string& new_path, bool as_json) {
-  deflash_inspect::report a;
-  deflash_inspect::report b;
+  deflash_host::report a;
+  deflash_host::report b;
   if (!load_report(old_path, a) || !load_report(new_path, b)) return kExitUsage;
   if (a.kind != b.kind || a.size != b.size) {
     std::fprintf(
@@ -57,15 +56,15 @@ int run_diff(const std::string& old_path, const std::string& new_path, bool as_j
         a.kind.c_str(), std::to_string(a.size).c_str());
     return kExitUsage;
   }
-  const auto differences = deflash_inspect::diff_reports(a, b);
+  const auto differences = deflash_host::diff_reports(a, b);
   if (as_json) {
-    deflash_inspect::json doc = deflash_inspect::json::object();
-    doc["schema"] = deflash_inspect::kSchemaVersion;
+    deflash_host::json doc = deflash_host::json::object();
+    doc["schema"] = deflash_host::kSchemaVersion;
     doc["old"] = old_path;
     doc["new"] = new_path;
     doc["kind"] = a.kind;
     doc["equal"] = differences.empty();
-    deflash_inspect::json list = deflash_inspect::json::array();
+    deflash_host::json list = deflash_host::json::array();
     for (const auto& d : differences) {
       list.push_back({{"section", d.section},
                       {"item", d.item},
@@ -77,7 +76,7 @@ int run_diff(const std::string& old_path, const std::string& new_path, bool as_j
     std::printf("%s\n", doc.dump(2).c_str());
   } else {
     for (const auto& d : differences) {
-      std::printf("%s\n", deflash_inspect::difference_text(d).c_str());
+      std::printf("%s\n", deflash_host::difference_text(d).c_str());
     }
     std::printf("%s difference%s\n", std::to_string(differences.size()).c_str(),
                 differences.size() == 1 ? "" : "s");

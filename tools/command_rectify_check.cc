@@ -8,14 +8,15 @@
 #include <utility>
 #include <vector>
 
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
-#include "converted_geometry.h"
 #include "deflash.h"
-#include "file_io.h"
-#include "gray_image.h"
-#include "result_names.h"
-#include "safe_output.h"
+#include "host/base/result_names.h"
+#include "host/files/file_io.h"
+#include "host/files/gray_image.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/images/converted_geometry.h"
 
 namespace deflash_cli {
 namespace {
@@ -142,7 +143,10 @@ int run_rectify_check(const rectify_check_options& options) {
                           "rectify-check takes exactly one --config: one camera mode is checked");
   }
   calibration_inputs inputs;
-  if (const int status = inputs.load(options.source); status != kExitOk) return status;
+  if (const int status = show(inputs.load(options.source), options.source.level());
+      status != kExitOk) {
+    return status;
+  }
 
   gray_image left;
   gray_image right;
@@ -169,14 +173,12 @@ int run_rectify_check(const rectify_check_options& options) {
   get_soc_file_buffer_size(inputs.list(), &image_size_bytes);
   std::vector<uint8_t> image(image_size_bytes);
   const auto log = library_log(options.source.verbose);
-  console_capture console;
-  const int result = gen_soc_calib_flash_param_de(inputs.list(), image.data(), log.get(),
-                                                  static_cast<int>(image.size()), 0, nullptr, 0);
-  std::string console_out;
-  std::string console_err;
-  console.finish(console_out, console_err);
-  show_library_console(console_out, console_err, options.source.level(),
-                       result != DRIVER_HELPER_OK);
+  outcome converted;
+  const int result = call_captured(converted.console, [&] {
+    return gen_soc_calib_flash_param_de(inputs.list(), image.data(), log.get(),
+                                        static_cast<int>(image.size()), 0, nullptr, 0);
+  });
+  show(converted, options.source.level());
   if (result != DRIVER_HELPER_OK) {
     return report_failure(kExitFailure,
                           "calibration not converted: result " + describe_result(result));

@@ -4,10 +4,11 @@
 #include <memory>
 #include <string>
 
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
-#include "image_builders.h"
-#include "safe_output.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/images/image_builders.h"
 
 namespace deflash_cli {
 namespace {
@@ -20,9 +21,14 @@ struct startrow_options {
 
 int run_startrow(const startrow_options& options) {
   calibration_inputs inputs;
-  if (const int status = inputs.load(options.source); status != kExitOk) return status;
+  if (const int status = show(inputs.load(options.source), options.source.level());
+      status != kExitOk) {
+    return status;
+  }
   std::string image;
-  if (const int status = build_startrow_image(inputs, options.source, image); status != kExitOk) {
+  if (const int status =
+          show(build_startrow_image(inputs, options.source, image), options.source.level());
+      status != kExitOk) {
     return status;
   }
   std::string error;

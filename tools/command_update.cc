@@ -10,14 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "calibration_inputs.h"
+#include "calibration_options.h"
 #include "commands.h"
-#include "console_capture.h"
 #include "deflash.h"
-#include "file_io.h"
-#include "inspect/inspect.h"
-#include "result_names.h"
-#include "safe_output.h"
+#include "host/base/console_capture.h"
+#include "host/base/result_names.h"
+#include "host/files/file_io.h"
+#include "host/files/safe_output.h"
+#include "host/images/calibration_inputs.h"
+#include "host/inspection/inspect.h"
 
 namespace deflash_cli {
 namespace {
@@ -58,9 +59,9 @@ bool parse_fb(const std::string& text, float& focal, float& baseline) {
   return true;
 }
 
-bool decode(const std::string& bytes, deflash_inspect::report& out, std::string& error) {
-  return deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()),
-                                        bytes.size(), out, error);
+bool decode(const std::string& bytes, deflash_host::report& out, std::string& error) {
+  return deflash_host::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
+                                     out, error);
 }
 
 int run_update(update_kind kind, const update_options& options) {
@@ -87,7 +88,7 @@ int run_update(update_kind kind, const update_options& options) {
   if (!read_file_bytes(options.image, input, error, kMaxImageInputBytes)) {
     return report_failure(kExitUsage, error);
   }
-  deflash_inspect::report before;
+  deflash_host::report before;
   if (!decode(input, before, error))
     return report_failure(kExitUsage, options.image + ": " + error);
   const bool whole = before.kind == "calibration";
@@ -104,7 +105,7 @@ int run_update(update_kind kind, const update_options& options) {
   if (!before.ok()) {
     for (const auto& f : before.failures) {
       std::fprintf(stderr, "deflash: %s: %s\n", options.image.c_str(),
-                   deflash_inspect::failure_text(f).c_str());
+                   deflash_host::failure_text(f).c_str());
     }
     return report_failure(kExitFailure, options.image + ": does not verify; nothing patched");
   }
@@ -118,30 +119,26 @@ int run_update(update_kind kind, const update_options& options) {
   if (scratch.empty()) return report_failure(kExitUsage, error);
   int result = 0;
   {
-    console_capture console;
+    outcome patched_by_library;
     const char* name = "";
-    switch (kind) {
-      case update_kind::baseline:
-        name = "update_soc_baseline_de";
-        result = update_soc_baseline_de(options.image.c_str(), options.baseline, scratch.c_str(),
+    result = call_captured(patched_by_library.console, [&] {
+      switch (kind) {
+        case update_kind::baseline:
+          name = "update_soc_baseline_de";
+          return update_soc_baseline_de(options.image.c_str(), options.baseline, scratch.c_str(),
                                         options.index);
-        break;
-      case update_kind::multi_baseline:
-        name = "update_soc_multi_baseline_de";
-        result = update_soc_multi_baseline_de(options.image.c_str(), fb_set.data(),
+        case update_kind::multi_baseline:
+          name = "update_soc_multi_baseline_de";
+          return update_soc_multi_baseline_de(options.image.c_str(), fb_set.data(),
                                               static_cast<int>(fb_set.size() / 2), scratch.c_str());
-        break;
-      case update_kind::fb_d2c:
-        name = "update_soc_multi_fb_d2c_de";
-        result = update_soc_multi_fb_d2c_de(options.image.c_str(), fb_set.data(),
+        case update_kind::fb_d2c:
+          name = "update_soc_multi_fb_d2c_de";
+          return update_soc_multi_fb_d2c_de(options.image.c_str(), fb_set.data(),
                                             static_cast<int>(fb_set.size() / 2), scratch.c_str());
-        break;
-    }
-    std::string console_out;
-    std::string console_err;
-    console.finish(console_out, console_err);
-    show_library_console(console_out, console_err,
-                         options.verbose ? verbosity::verbose : verbosity::normal, result != 0);
+      }
+      return 0;
+    });
+    show(patched_by_library, options.verbose ? verbosity::verbose : verbosity::normal);
     if (result != 0) {
       std::remove(scratch.c_str());
       return report_failure(kExitFailure, options.image + ": " + name +
@@ -153,7 +150,7 @@ int run_update(update_kind kind, const update_options& options) {
   std::remove(scratch.c_str());
   if (!read_back) return report_failure(kExitUsage, error);
 
-  deflash_inspect::report after;
+  deflash_host::report after;
   if (!decode(patched, after, error)) {
     return report_failure(kExitFailure, "the updated file is not a flash file: " + error);
   }
@@ -163,13 +160,12 @@ int run_update(update_kind kind, const update_options& options) {
     const std::string section = input.substr(kDepthSectionOffset, kDepthSectionBytes);
     if (!decode(section, before, error)) return report_failure(kExitUsage, error);
   }
-  for (const auto& d : deflash_inspect::diff_reports(before, after)) {
-    std::printf("%s\n", deflash_inspect::difference_text(d).c_str());
+  for (const auto& d : deflash_host::diff_reports(before, after)) {
+    std::printf("%s\n", deflash_host::difference_text(d).c_str());
   }
   if (!after.ok()) {
     for (const auto& f : after.failures) {
-      std::fprintf(stderr, "deflash: updated image: %s\n",
-                   deflash_inspect::failure_text(f).c_str());
+      std::fprintf(stderr, "deflash: updated image: %s\n", deflash_host::failure_text(f).c_str());
     }
     return report_failure(kExitFailure, "the updated image does not verify; nothing written");
   }
@@ -186,7 +182,7 @@ int run_update(update_kind kind, const update_options& options) {
   }
   // Read back what reached the disk and check it as `inspect` would.
   std::string written;
-  deflash_inspect::report check;
+  deflash_host::report check;
   if (!read_file_bytes(options.out, written, error, kMaxImageInputBytes) || written != patched ||
       !decode(written, check, error) || !check.ok()) {
     return report_failure(kExitFailure,

@@ -5,7 +5,15 @@
 
 #include <CLI/CLI.hpp>
 
+#include "report.h"
+
+namespace deflash_host {}
+
 namespace deflash_cli {
+
+// The commands are the command-line front end of the host layer: they parse
+// options, call one host operation and print what it says.
+using namespace deflash_host;  // NOLINT(google-build-using-namespace)
 
 /// Exit codes of the tool. 0: done. 1: input rejected (by the library or
 /// by the tool's own checks) or a verification failed. 2: usage or I/O

@@ -10,18 +10,18 @@
 #include <vector>
 
 #include "calib_image/calib_state.h"
-#include "calibration_json.h"
 #include "deflash/calib_image.h"
 #include "example_scene.h"
-#include "gray_image.h"
-#include "safe_output.h"
+#include "host/files/gray_image.h"
+#include "host/files/safe_output.h"
+#include "host/inputs/calibration_json.h"
 
 namespace {
 
 using example_scene::camera;
 
-deflash_cli::gray_image render_ir(const example_scene::scene& world, const camera& cam) {
-  deflash_cli::gray_image image;
+deflash_host::gray_image render_ir(const example_scene::scene& world, const camera& cam) {
+  deflash_host::gray_image image;
   image.width = cam.width;
   image.height = cam.height;
   image.bits = 8;
@@ -43,12 +43,12 @@ deflash_cli::gray_image render_ir(const example_scene::scene& world, const camer
 
 /// Depth along the rectified left camera's axis: the depth camera of the
 /// depth-to-colour record looks through the left rectifying rotation.
-deflash_cli::gray_image render_depth(const example_scene::scene& world,
-                                     const DeD2CCamera_S& depth_camera, const float* rect_rotation,
-                                     float unit) {
+deflash_host::gray_image render_depth(const example_scene::scene& world,
+                                      const DeD2CCamera_S& depth_camera, const float* rect_rotation,
+                                      float unit) {
   Eigen::Matrix3d rect_from_left;
   for (int i = 0; i < 9; ++i) rect_from_left(i / 3, i % 3) = rect_rotation[i];
-  deflash_cli::gray_image image;
+  deflash_host::gray_image image;
   image.width = depth_camera.width;
   image.height = depth_camera.height;
   image.bits = 16;
@@ -80,9 +80,9 @@ int fail(const std::string& line) {
 int main(int argc, char** argv) {
   if (argc != 4) return fail("usage: render_example_scene CALIBRATION.json CONFIG.ini OUT_DIR");
   const std::string out_dir = argv[3];
-  deflash_cli::module_calibration calibration;
+  deflash_host::module_calibration calibration;
   std::string error;
-  if (!deflash_cli::read_calibration_json(argv[1], calibration, error)) return fail(error);
+  if (!deflash_host::read_calibration_json(argv[1], calibration, error)) return fail(error);
 
   // The depth camera is the rectified left camera: convert the module once.
   const char* configs[1] = {argv[2]};
@@ -101,19 +101,19 @@ int main(int argc, char** argv) {
   const example_scene::scene world = example_scene::make_scene();
   const camera left = example_scene::camera_of(calibration.params, kCameraLeftIr);
   const camera right = example_scene::camera_of(calibration.params, kCameraRightIr);
-  const std::vector<std::pair<std::string, deflash_cli::gray_image>> pictures = {
+  const std::vector<std::pair<std::string, deflash_host::gray_image>> pictures = {
       {"scene_left.png", render_ir(world, left)},
       {"scene_right.png", render_ir(world, right)},
       {"scene_depth.png",
        render_depth(world, state.d2c.depth, state.rectify.rotation_L, kMillimetresPerCount)},
   };
-  std::vector<deflash_cli::output_file> outputs;
+  std::vector<deflash_host::output_file> outputs;
   for (const auto& picture : pictures) {
     std::string png;
-    if (!deflash_cli::encode_png(picture.second, png, error)) return fail(error);
+    if (!deflash_host::encode_png(picture.second, png, error)) return fail(error);
     outputs.push_back({out_dir + "/" + picture.first, std::move(png)});
   }
-  if (!deflash_cli::write_outputs({argv[1], argv[2]}, outputs, {}, error)) return fail(error);
+  if (!deflash_host::write_outputs({argv[1], argv[2]}, outputs, {}, error)) return fail(error);
   for (const auto& output : outputs) {
     std::printf("wrote %s (%s bytes)\n", output.path.c_str(),
                 std::to_string(output.bytes.size()).c_str());

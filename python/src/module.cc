@@ -11,27 +11,27 @@
 #include <utility>
 #include <vector>
 
-#include "calibration_json.h"
-#include "calibration_json_writer.h"
-#include "camera_import.h"
-#include "console_capture.h"
 #include "deflash.h"
-#include "file_io.h"
-#include "flash_page.h"
+#include "host/base/console_capture.h"
+#include "host/files/file_io.h"
+#include "host/images/flash_page.h"
+#include "host/import/calibration_json_writer.h"
+#include "host/import/camera_import.h"
+#include "host/inputs/calibration_json.h"
 #ifdef DEFLASH_WITH_PNG
-#include "gray_image.h"
+#include "host/files/gray_image.h"
 #endif
-#include "import_request.h"
-#include "inspect/inspect.h"
-#include "safe_output.h"
+#include "host/files/safe_output.h"
+#include "host/import/import_request.h"
+#include "host/inspection/inspect.h"
 
 namespace py = pybind11;
 
 namespace deflash_python {
 namespace {
 
-using deflash_cli::console_capture;
-using deflash_cli::module_calibration;
+using deflash_host::console_capture;
+using deflash_host::module_calibration;
 
 // The library keeps its configuration, serial number and converter records
 // in module state; two threads inside it at once would mix them.
@@ -72,7 +72,7 @@ call_result run_library(Call&& call) {
 module_calibration parse_calibration(const std::string& json_text, const std::string& source) {
   module_calibration calibration;
   std::string error;
-  if (!deflash_cli::parse_calibration_json(json_text, source, calibration, error)) {
+  if (!deflash_host::parse_calibration_json(json_text, source, calibration, error)) {
     throw py::value_error(error);
   }
   return calibration;
@@ -115,9 +115,9 @@ py::bytes as_bytes(const std::vector<uint8_t>& data, std::size_t size) {
 /// The section in `image` up to its length rounded up to a flash page, or
 /// nothing when the length does not fit.
 std::size_t page_rounded_section(const std::vector<uint8_t>& image, std::size_t header_bytes) {
-  const std::size_t length = deflash_cli::section_length(image.data());
+  const std::size_t length = deflash_host::section_length(image.data());
   if (length < header_bytes || length > image.size()) return 0;
-  return deflash_cli::round_up_to_page(length);
+  return deflash_host::round_up_to_page(length);
 }
 
 py::tuple calibration_image(const std::string& json_text, const std::string& source,
@@ -133,7 +133,7 @@ py::tuple calibration_image(const std::string& json_text, const std::string& sou
   std::vector<uint8_t> raw_image;
   if (raw)
     raw_image.resize(
-        deflash_cli::round_up_to_page(kRawHeaderBytes + configs.size() * kRawItemBytes));
+        deflash_host::round_up_to_page(kRawHeaderBytes + configs.size() * kRawItemBytes));
   const call_result result = run_library([&] {
     // Every call sets the serial, so one call's serial never leaks into the next.
     set_soc_sn(serial_bytes.data(), serial_bytes.data() + 8, serial_bytes.data() + 16);
@@ -156,7 +156,7 @@ py::tuple start_row_image(const std::string& json_text, const std::string& sourc
                           const std::vector<std::string>& configs) {
   const module_calibration calibration = parse_calibration(json_text, source);
   const input_list inputs(calibration, configs);
-  std::vector<uint8_t> image(deflash_cli::round_up_to_page(
+  std::vector<uint8_t> image(deflash_host::round_up_to_page(
       kStartRowHeaderBytes + configs.size() * kMaxStartRowEntryBytes));
   const call_result result = run_library([&] {
     return gen_soc_start_row_param_de(&inputs.list, image.data(), nullptr,
@@ -309,8 +309,8 @@ py::tuple debug_check(const std::string& json_text, const std::string& source,
   return py::make_tuple(result.code, outputs, result.out, result.err);
 }
 
-deflash_cli::image_size to_size(const std::optional<std::pair<int, int>>& size) {
-  return size ? deflash_cli::image_size{size->first, size->second} : deflash_cli::image_size{};
+deflash_host::image_size to_size(const std::optional<std::pair<int, int>>& size) {
+  return size ? deflash_host::image_size{size->first, size->second} : deflash_host::image_size{};
 }
 
 std::string import_calibration(const std::string& source, const std::vector<std::string>& ir_pair,
@@ -319,14 +319,14 @@ std::string import_calibration(const std::string& source, const std::vector<std:
                                const std::optional<std::pair<int, int>>& ir_size,
                                const std::optional<std::pair<int, int>>& rgb_size,
                                const std::string& unit, const std::vector<float>& temperatures) {
-  deflash_cli::import_request request;
-  if (!deflash_cli::parse_import_source(source, request.source)) {
+  deflash_host::import_request request;
+  if (!deflash_host::parse_import_source(source, request.source)) {
     throw py::value_error("source \"" + source + "\" must be opencv, ros or kalibr");
   }
-  if (!unit.empty() && !deflash_cli::parse_length_unit(unit, request.unit)) {
+  if (!unit.empty() && !deflash_host::parse_length_unit(unit, request.unit)) {
     throw py::value_error("unit \"" + unit + "\" must be m or mm");
   }
-  if (temperatures.size() != deflash_cli::kTemperatureCount) {
+  if (temperatures.size() != deflash_host::kTemperatureCount) {
     throw py::value_error("temperatures are three numbers: left IR, right IR, ldm");
   }
   request.ir_pair = ir_pair;
@@ -336,11 +336,11 @@ std::string import_calibration(const std::string& source, const std::vector<std:
   request.rgb_size = to_size(rgb_size);
   module_calibration calibration;
   std::string error;
-  if (!deflash_cli::import_calibration(request, calibration, error)) throw py::value_error(error);
-  for (int i = 0; i < deflash_cli::kTemperatureCount; ++i) {
+  if (!deflash_host::import_calibration(request, calibration, error)) throw py::value_error(error);
+  for (int i = 0; i < deflash_host::kTemperatureCount; ++i) {
     calibration.temperatures[i] = temperatures[i];
   }
-  return deflash_cli::calibration_json_text(calibration, "");
+  return deflash_host::calibration_json_text(calibration, "");
 }
 
 /// The module's three angles of a 3x3 rotation (row-major), checked by
@@ -351,7 +351,7 @@ std::vector<double> rotation_angles(const std::vector<double>& matrix) {
   for (int i = 0; i < 9; ++i) rotation(i / 3, i % 3) = matrix[i];
   double angles[3] = {};
   std::string what;
-  if (!deflash_cli::rotation_to_angles(rotation, angles, what)) {
+  if (!deflash_host::rotation_to_angles(rotation, angles, what)) {
     throw py::value_error("the matrix " + what);
   }
   return {angles[0], angles[1], angles[2]};
@@ -361,13 +361,13 @@ std::vector<double> rotation_angles(const std::vector<double>& matrix) {
 /// raises ValueError for bytes of no kind deflash writes. Pure: no lock.
 std::string inspect_json(const py::bytes& data) {
   const std::string bytes = data;
-  deflash_inspect::report report;
+  deflash_host::report report;
   std::string error;
-  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
-                                      report, error)) {
+  if (!deflash_host::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
+                                   report, error)) {
     throw py::value_error(error);
   }
-  return deflash_inspect::render_json(report).dump();
+  return deflash_host::render_json(report).dump();
 }
 
 /// The differences of two files as the JSON document `deflash diff --json`
@@ -376,13 +376,13 @@ std::string inspect_json(const py::bytes& data) {
 std::string diff_json(const py::bytes& old_data, const py::bytes& new_data) {
   const std::string old_bytes = old_data;
   const std::string new_bytes = new_data;
-  deflash_inspect::report a;
-  deflash_inspect::report b;
+  deflash_host::report a;
+  deflash_host::report b;
   std::string error;
-  if (!deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(old_bytes.data()),
-                                      old_bytes.size(), a, error) ||
-      !deflash_inspect::inspect_bytes(reinterpret_cast<const uint8_t*>(new_bytes.data()),
-                                      new_bytes.size(), b, error)) {
+  if (!deflash_host::inspect_bytes(reinterpret_cast<const uint8_t*>(old_bytes.data()),
+                                   old_bytes.size(), a, error) ||
+      !deflash_host::inspect_bytes(reinterpret_cast<const uint8_t*>(new_bytes.data()),
+                                   new_bytes.size(), b, error)) {
     throw py::value_error(error);
   }
   if (a.kind != b.kind || a.size != b.size) {
@@ -390,11 +390,11 @@ std::string diff_json(const py::bytes& old_data, const py::bytes& new_data) {
                           " bytes cannot be compared with a " + a.kind + " file of " +
                           std::to_string(a.size) + " bytes");
   }
-  deflash_inspect::json doc = deflash_inspect::json::object();
-  doc["schema"] = deflash_inspect::kSchemaVersion;
+  deflash_host::json doc = deflash_host::json::object();
+  doc["schema"] = deflash_host::kSchemaVersion;
   doc["kind"] = a.kind;
-  deflash_inspect::json list = deflash_inspect::json::array();
-  for (const auto& d : deflash_inspect::diff_reports(a, b)) {
+  deflash_host::json list = deflash_host::json::array();
+  for (const auto& d : deflash_host::diff_reports(a, b)) {
     list.push_back({{"section", d.section},
                     {"item", d.item},
                     {"field", d.field},
@@ -417,12 +417,12 @@ void check_calibration(const std::string& json_text, const std::string& source) 
 py::tuple read_picture(const std::string& path) {
   std::string bytes;
   std::string error;
-  if (!deflash_cli::read_file_bytes(path, bytes, error, deflash_cli::kMaxPictureInputBytes)) {
+  if (!deflash_host::read_file_bytes(path, bytes, error, deflash_host::kMaxPictureInputBytes)) {
     throw py::value_error(error);
   }
-  deflash_cli::gray_image image;
-  if (deflash_cli::decode_gray_image(path, bytes, image, error) !=
-      deflash_cli::picture_status::ok) {
+  deflash_host::gray_image image;
+  if (deflash_host::decode_gray_image(path, bytes, image, error) !=
+      deflash_host::picture_status::ok) {
     throw py::value_error(error);
   }
   const std::size_t depth = image.bits == 16 ? 2 : 1;
@@ -443,7 +443,7 @@ void write_png(const std::string& path, const py::bytes& data, int width, int he
       pixels.size() != static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * depth) {
     throw py::value_error("a picture is 8 or 16 bits deep with width x height pixels");
   }
-  deflash_cli::gray_image image;
+  deflash_host::gray_image image;
   image.width = width;
   image.height = height;
   image.bits = bits;
@@ -455,8 +455,8 @@ void write_png(const std::string& path, const py::bytes& data, int width, int he
   }
   std::string png;
   std::string error;
-  if (!deflash_cli::encode_png(image, png, error) ||
-      !deflash_cli::write_outputs({}, {{path, std::move(png)}}, {}, error)) {
+  if (!deflash_host::encode_png(image, png, error) ||
+      !deflash_host::write_outputs({}, {{path, std::move(png)}}, {}, error)) {
     throw py::value_error(error);
   }
 }

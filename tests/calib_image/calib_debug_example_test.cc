@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "calib_image/calib_state.h"
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
 #include "support/console_capture.h"
 
@@ -28,10 +28,10 @@ std::string module_file(const std::string& name) {
 // Runs the calibration chain on the example module's close-range
 // configuration, leaving its records in the module state.
 void convert_example_module() {
-  deflash_cli::module_calibration calibration;
+  deflash_host::module_calibration calibration;
   std::string error;
   ASSERT_TRUE(
-      deflash_cli::read_calibration_json(module_file("calibration.json"), calibration, error))
+      deflash_host::read_calibration_json(module_file("calibration.json"), calibration, error))
       << error;
   const std::string close = module_file("calib_close.ini");
   const char* configs[1] = {close.c_str()};

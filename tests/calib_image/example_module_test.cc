@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
 #include "deflash/frame.h"
 #include "frame/byte_writer.h"
@@ -45,10 +45,10 @@ struct example_images {
 };
 
 example_images generate_example() {
-  deflash_cli::module_calibration calibration;
+  deflash_host::module_calibration calibration;
   std::string error;
   EXPECT_TRUE(
-      deflash_cli::read_calibration_json(module_file("calibration.json"), calibration, error))
+      deflash_host::read_calibration_json(module_file("calibration.json"), calibration, error))
       << error;
   const std::string close = module_file("calib_close.ini");
   const std::string longer = module_file("calib_long.ini");

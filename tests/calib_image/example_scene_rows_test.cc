@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "calib_image/calib_state.h"
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "deflash/calib_image.h"
 #include "example_scene.h"
-#include "gray_image.h"
+#include "host/files/gray_image.h"
 #include "support/console_capture.h"
 #include "support/temp_files.h"
 
@@ -36,13 +36,13 @@ std::string module_file(const std::string& name) {
   return std::string(DEFLASH_SOURCE_DIR) + "/examples/module/" + name;
 }
 
-deflash_cli::gray_image load(const std::string& name) {
+deflash_host::gray_image load(const std::string& name) {
   const std::vector<uint8_t> bytes = deflash_test::read_file(module_file(name));
-  deflash_cli::gray_image image;
+  deflash_host::gray_image image;
   std::string error;
   EXPECT_EQ(
-      deflash_cli::decode_gray_image(name, std::string(bytes.begin(), bytes.end()), image, error),
-      deflash_cli::picture_status::ok)
+      deflash_host::decode_gray_image(name, std::string(bytes.begin(), bytes.end()), image, error),
+      deflash_host::picture_status::ok)
       << error;
   return image;
 }
@@ -97,10 +97,10 @@ Eigen::Vector2d rectified_pixel(const Eigen::Vector3d& point, const example_scen
 }
 
 TEST(ExampleScene, MarksLandOnTheSameRowInBothRectifiedPictures) {
-  deflash_cli::module_calibration calibration;
+  deflash_host::module_calibration calibration;
   std::string error;
   ASSERT_TRUE(
-      deflash_cli::read_calibration_json(module_file("calibration.json"), calibration, error))
+      deflash_host::read_calibration_json(module_file("calibration.json"), calibration, error))
       << error;
   const std::string config = module_file("calib_close.ini");
   const char* configs[1] = {config.c_str()};
@@ -116,8 +116,8 @@ TEST(ExampleScene, MarksLandOnTheSameRowInBothRectifiedPictures) {
   ASSERT_EQ(result, 0);
   const soc_convert::DeStereoRectifyParams_S& rectify = deflash::module_calib_image().rectify;
 
-  const deflash_cli::gray_image left = load("scene_left.png");
-  const deflash_cli::gray_image right = load("scene_right.png");
+  const deflash_host::gray_image left = load("scene_left.png");
+  const deflash_host::gray_image right = load("scene_right.png");
   ASSERT_EQ(left.width, rectify.intrinsic_L.width);
   ASSERT_EQ(left.height, rectify.intrinsic_L.height);
   ASSERT_EQ(right.width, rectify.intrinsic_R.width);

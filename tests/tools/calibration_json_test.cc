@@ -1,5 +1,5 @@
 // Tests of tools/calibration_json.cc: the calibration JSON and raw readers.
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 
 #include "support/temp_files.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 using deflash_test::temp_dir;
@@ -440,4 +440,4 @@ TEST(RawCalibration, ReportsAFileThatDoesNotExist) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "support/temp_files.h"
 #include "support/tool_run.h"
 
@@ -309,9 +309,9 @@ TEST(CalibCommand, KeepsOneEntryPerModeForTwoConfigurations) {
 }
 
 TEST(CalibCommand, ReadsARawCalibrationLikeItsJson) {
-  deflash_cli::module_calibration calibration;
+  deflash_host::module_calibration calibration;
   std::string error;
-  ASSERT_TRUE(deflash_cli::read_calibration_json(kExampleCalibration, calibration, error)) << error;
+  ASSERT_TRUE(deflash_host::read_calibration_json(kExampleCalibration, calibration, error)) << error;
   temp_dir dir;
   const auto* record = reinterpret_cast<const uint8_t*>(&calibration.params);
   const std::string raw =

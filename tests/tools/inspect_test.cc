@@ -1,6 +1,6 @@
 // Tests of the flash-file decoder: every kind is recognised, every check
 // reports section, item, field, expected and found, and no input crashes it.
-#include "inspect/inspect.h"
+#include "host/inspection/inspect.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +12,8 @@
 
 namespace {
 
-using deflash_inspect::failure;
-using deflash_inspect::report;
+using deflash_host::failure;
+using deflash_host::report;
 
 const std::string kData = DEFLASH_SOURCE_DIR "/tests/data/";
 
@@ -24,7 +24,7 @@ std::vector<uint8_t> golden(const std::string& name) {
 report inspect(const std::vector<uint8_t>& bytes) {
   report r;
   std::string error;
-  EXPECT_TRUE(deflash_inspect::inspect_bytes(bytes.data(), bytes.size(), r, error)) << error;
+  EXPECT_TRUE(deflash_host::inspect_bytes(bytes.data(), bytes.size(), r, error)) << error;
   return r;
 }
 
@@ -35,7 +35,7 @@ void put_u32(std::vector<uint8_t>& bytes, std::size_t at, uint32_t value) {
 
 std::vector<std::string> failure_lines(const report& r) {
   std::vector<std::string> lines;
-  for (const failure& f : r.failures) lines.push_back(deflash_inspect::failure_text(f));
+  for (const failure& f : r.failures) lines.push_back(deflash_host::failure_text(f));
   return lines;
 }
 
@@ -102,7 +102,7 @@ TEST(Inspect, NamesABadMagic) {
   put_u32(image, 0x4000, 0x46447309);
   const report r = inspect(image);
   ASSERT_FALSE(r.failures.empty());
-  EXPECT_EQ(deflash_inspect::failure_text(r.failures[0]),
+  EXPECT_EQ(deflash_host::failure_text(r.failures[0]),
             "section 0x0A depth calculation, header, field magic: expected 0x4644730A, found "
             "0x46447309");
 }
@@ -119,7 +119,7 @@ TEST(Inspect, RefusesAFileOfNoKnownKind) {
   const std::vector<uint8_t> bytes(1000, 0xFF);
   report r;
   std::string error;
-  EXPECT_FALSE(deflash_inspect::inspect_bytes(bytes.data(), bytes.size(), r, error));
+  EXPECT_FALSE(deflash_host::inspect_bytes(bytes.data(), bytes.size(), r, error));
   EXPECT_EQ(error, "not a deflash flash file (1000 bytes, magic 0xFFFFFFFF)");
 }
 
@@ -146,7 +146,7 @@ TEST(Inspect, TruncatedStartRowImageFailsWithoutReadingPastTheEnd) {
   image.resize(5000);
   const report r = inspect(image);
   ASSERT_EQ(r.failures.size(), 1u);
-  EXPECT_EQ(deflash_inspect::failure_text(r.failures[0]),
+  EXPECT_EQ(deflash_host::failure_text(r.failures[0]),
             "section 0x18 start rows, header, field length: expected 48 to 5000, found 12936");
 }
 
@@ -160,7 +160,7 @@ TEST(Inspect, ImpossibleCountsAndLengthsNeverReadOutOfBounds) {
       std::vector<uint8_t> prefix(image.begin(), image.begin() + static_cast<std::ptrdiff_t>(size));
       report r;
       std::string error;
-      deflash_inspect::inspect_bytes(prefix.data(), prefix.size(), r, error);
+      deflash_host::inspect_bytes(prefix.data(), prefix.size(), r, error);
     }
     for (const uint32_t word : {0u, 1u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
       for (const std::size_t at : {8u, 28u, 32u, 52u, 56u, 48u + 40u}) {
@@ -168,7 +168,7 @@ TEST(Inspect, ImpossibleCountsAndLengthsNeverReadOutOfBounds) {
         put_u32(hostile, at, word);
         report r;
         std::string error;
-        EXPECT_TRUE(deflash_inspect::inspect_bytes(hostile.data(), hostile.size(), r, error));
+        EXPECT_TRUE(deflash_host::inspect_bytes(hostile.data(), hostile.size(), r, error));
       }
     }
   }
@@ -178,16 +178,16 @@ TEST(InspectDiff, MatchesItemsByDigest) {
   const report a = inspect(golden("calib_example.bin"));
   std::vector<uint8_t> image = golden("calib_example.bin");
   put_u32(image, 20, 1700000001);  // rectification time stamp
-  const auto differences = deflash_inspect::diff_reports(a, inspect(image));
+  const auto differences = deflash_host::diff_reports(a, inspect(image));
   ASSERT_EQ(differences.size(), 1u);
-  EXPECT_EQ(deflash_inspect::difference_text(differences[0]),
+  EXPECT_EQ(deflash_host::difference_text(differences[0]),
             "section 0x08 rectification / header / timestamp: 2023-11-14 22:13:20 UTC -> "
             "2023-11-14 22:13:21 UTC");
-  EXPECT_TRUE(deflash_inspect::diff_reports(a, a).empty());
+  EXPECT_TRUE(deflash_host::diff_reports(a, a).empty());
 }
 
 TEST(InspectJson, CarriesTheSchemaVersion) {
-  const auto doc = deflash_inspect::render_json(inspect(golden("de_config_example.bin")));
+  const auto doc = deflash_host::render_json(inspect(golden("de_config_example.bin")));
   EXPECT_EQ(doc["schema"], 1);
   EXPECT_EQ(doc["kind"], "depth-engine");
   EXPECT_EQ(doc["ok"], true);

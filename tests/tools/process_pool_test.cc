@@ -1,6 +1,6 @@
 // Tests of the tool's process pool: answers of any size, the bound on
 // children at a time, separate memory, and children that die.
-#include "process_pool.h"
+#include "host/batch/process_pool.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -15,8 +15,8 @@
 
 namespace {
 
-using deflash_cli::process_outcome;
-using deflash_cli::run_in_processes;
+using deflash_host::process_outcome;
+using deflash_host::run_in_processes;
 
 TEST(ProcessPool, HandsBackEveryAnswerWhateverItsSize) {
   std::vector<std::string> answers(5);

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "process_pool.h"
+#include "host/batch/process_pool.h"
 #include "support/temp_files.h"
 
 #ifdef _WIN32
@@ -25,9 +25,9 @@
 
 namespace {
 
-using deflash_cli::process_outcome;
-using deflash_cli::run_workers;
-using deflash_cli::worker_kind;
+using deflash_host::process_outcome;
+using deflash_host::run_workers;
+using deflash_host::worker_kind;
 
 /// Changed by workers only: the test process must never see it move.
 int g_state = 0;
@@ -155,7 +155,7 @@ TEST(ProcessWorkers, StartNothingForNoWork) {
 
 int main(int argc, char** argv) {
   int status = 0;
-  if (deflash_cli::run_as_worker(argc, argv, {kBytes, kCountState, kCountPresent, kFail}, status)) {
+  if (deflash_host::run_as_worker(argc, argv, {kBytes, kCountState, kCountPresent, kFail}, status)) {
     return status;
   }
   testing::InitGoogleTest(&argc, argv);

@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "gray_image.h"
+#include "host/files/gray_image.h"
 #include "support/temp_files.h"
 #include "support/tool_run.h"
 
 namespace {
 
-using deflash_cli::decode_gray_image;
-using deflash_cli::encode_png;
-using deflash_cli::gray_image;
-using deflash_cli::picture_status;
+using deflash_host::decode_gray_image;
+using deflash_host::encode_png;
+using deflash_host::gray_image;
+using deflash_host::picture_status;
 using deflash_test::file_exists;
 using deflash_test::read_file;
 using deflash_test::run_tool;

@@ -1,6 +1,6 @@
 // Safe writes and bounded reads of the tool: refusals come before the first
 // byte, and a failure leaves every existing file as it was.
-#include "safe_output.h"
+#include "host/files/safe_output.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,10 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "file_io.h"
+#include "host/files/file_io.h"
 #include "support/temp_files.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 using deflash_test::read_file;
@@ -203,4 +203,4 @@ TEST(BoundedInput, RefusesAMissingFileAndAnEmptyPath) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

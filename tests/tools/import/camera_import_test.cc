@@ -1,12 +1,12 @@
 // Tests of the conversions shared by the importers: distortion order,
 // intrinsic matrices and rotation angles.
-#include "camera_import.h"
+#include "host/import/camera_import.h"
 
 #include <gtest/gtest.h>
 
-#include "calibration_json_writer.h"
+#include "host/import/calibration_json_writer.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 TEST(MapDistortion, PutsFiveTermsIntoTheRecordOrder) {
@@ -119,4 +119,4 @@ TEST(FloatText, ReadsBackToTheSameFloat) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

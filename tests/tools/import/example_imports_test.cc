@@ -5,11 +5,11 @@
 #include <cstring>
 #include <vector>
 
-#include "calibration_json.h"
+#include "host/inputs/calibration_json.h"
 #include "deflash.h"
-#include "import_request.h"
+#include "host/import/import_request.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 const std::string kExamples = DEFLASH_SOURCE_DIR "/examples/";
@@ -93,4 +93,4 @@ TEST(ExampleImports, KalibrFileGivesTheModuleWithoutTheTermsRadtanLacks) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

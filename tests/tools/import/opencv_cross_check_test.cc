@@ -9,12 +9,12 @@
 #include <opencv2/calib3d.hpp>
 #include <vector>
 
-#include "camera_import.h"
+#include "host/import/camera_import.h"
 #include "deflash.h"
-#include "import_request.h"
+#include "host/import/import_request.h"
 #include "support/calib_image_decoder.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 using deflash_test::decode_calib_section;
@@ -167,4 +167,4 @@ TEST_F(OpenCvCrossCheck, PointsSeenByBothCamerasLandOnOneRectifiedRow) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

@@ -2,10 +2,10 @@
 // image sizes, units and the messages of refused files.
 #include <gtest/gtest.h>
 
-#include "import_request.h"
+#include "host/import/import_request.h"
 #include "support/temp_files.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 using deflash_test::temp_dir;
@@ -193,4 +193,4 @@ TEST(OpenCvImport, RefusesAMatrixShapeThatIsNone) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

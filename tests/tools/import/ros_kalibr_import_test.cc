@@ -5,10 +5,10 @@
 #include <fstream>
 #include <sstream>
 
-#include "import_request.h"
+#include "host/import/import_request.h"
 #include "support/temp_files.h"
 
-namespace deflash_cli {
+namespace deflash_host {
 namespace {
 
 using deflash_test::temp_dir;
@@ -160,4 +160,4 @@ TEST(KalibrImport, AsksForTheThreeCameras) {
 }
 
 }  // namespace
-}  // namespace deflash_cli
+}  // namespace deflash_host

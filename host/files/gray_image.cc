@@ -1,0 +1,342 @@
+// Greyscale PNG (through libpng) and binary PGM reading, PNG writing.
+#include "host/files/gray_image.h"
+
+#include <png.h>
+
+#include <cctype>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
+#include <future>
+#include <new>
+
+namespace deflash_host {
+namespace {
+
+/// Decoded pixels a picture may hold: 8192 x 4096. A few hundred bytes of
+/// PNG can claim a picture of gigabytes; no camera of a module is that large.
+constexpr uint64_t kMaxPicturePixels = uint64_t{1} << 25;
+
+constexpr std::size_t kPngSignatureBytes = 8;
+/// zlib's fastest setting with one fixed row filter, "sub" (each byte less the
+/// one to its left). Measured on the pictures rectify-check writes for the
+/// example module (docs/performance.md, "PNG settings"): level 9 with libpng's
+/// adaptive filters took 2.1 s of CPU for 1.27 MB, level 1 "sub" 55 ms for
+/// 1.62 MB; "none" and "up" were as fast and larger, "paeth", "avg", higher
+/// levels and the RLE and Huffman-only strategies slower or larger.
+constexpr int kPngCompressionLevel = 1;
+constexpr int kPngRowFilter = PNG_FILTER_SUB;
+
+std::string cannot_read(const std::string& path, const std::string& reason) {
+  return path + ": cannot be read (" + reason + ")";
+}
+
+// --- PNG reading. libpng reports errors by longjmp, so the functions that
+// call it hold only plain locals: nothing with a destructor is skipped.
+
+struct png_memory_source {
+  const unsigned char* data;
+  std::size_t size;
+  std::size_t offset;
+};
+
+struct png_error_text {
+  char text[160];
+};
+
+void read_png_bytes(png_structp png, png_bytep out, png_size_t length) {
+  auto* source = static_cast<png_memory_source*>(png_get_io_ptr(png));
+  if (length > source->size - source->offset) png_error(png, "the file ends early");
+  std::memcpy(out, source->data + source->offset, length);
+  source->offset += length;
+}
+
+void on_png_error(png_structp png, png_const_charp message) {
+  auto* error = static_cast<png_error_text*>(png_get_error_ptr(png));
+  std::snprintf(error->text, sizeof error->text, "%s", message);
+  png_longjmp(png, 1);
+}
+
+void on_png_warning(png_structp, png_const_charp) {}  // a warning does not stop a read
+
+struct png_header {
+  png_uint_32 width;
+  png_uint_32 height;
+  int bit_depth;
+  int color_type;
+};
+
+bool read_png_header(png_structp png, png_infop info, png_header* header) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  png_read_info(png, info);
+  int interlace = 0;
+  png_get_IHDR(png, info, &header->width, &header->height, &header->bit_depth, &header->color_type,
+               &interlace, nullptr, nullptr);
+  return true;
+}
+
+bool read_png_rows(png_structp png, png_bytepp rows) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  png_read_image(png, rows);
+  png_read_end(png, nullptr);
+  return true;
+}
+
+const char* png_colour_name(int color_type) {
+  switch (color_type) {
+    case PNG_COLOR_TYPE_GRAY_ALPHA:
+      return "greyscale with alpha";
+    case PNG_COLOR_TYPE_PALETTE:
+      return "a palette (colour)";
+    case PNG_COLOR_TYPE_RGB:
+      return "RGB colour";
+    case PNG_COLOR_TYPE_RGB_ALPHA:
+      return "RGBA colour";
+    default:
+      return "an unknown colour type";
+  }
+}
+
+/// Owns libpng's read structures for one decode.
+class png_reader {
+ public:
+  png_reader() {
+    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, &error_, on_png_error, on_png_warning);
+    if (png_ != nullptr) info_ = png_create_info_struct(png_);
+  }
+  ~png_reader() { png_destroy_read_struct(&png_, &info_, nullptr); }
+  png_reader(const png_reader&) = delete;
+  png_reader& operator=(const png_reader&) = delete;
+
+  bool ready() const { return png_ != nullptr && info_ != nullptr; }
+  png_structp png() { return png_; }
+  png_infop info() { return info_; }
+  const char* error() const { return error_.text; }
+
+ private:
+  png_error_text error_{};
+  png_structp png_ = nullptr;
+  png_infop info_ = nullptr;
+};
+
+picture_status decode_png(const std::string& path, const std::string& bytes, gray_image& image,
+                          std::string& error) {
+  png_reader reader;
+  if (!reader.ready()) throw std::bad_alloc();
+  png_memory_source source{reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), 0};
+  png_set_read_fn(reader.png(), &source, read_png_bytes);
+  png_set_user_limits(reader.png(), kMaxPictureSide, kMaxPictureSide);
+
+  png_header header{};
+  if (!read_png_header(reader.png(), reader.info(), &header)) {
+    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+    return picture_status::unknown;
+  }
+  if (header.color_type != PNG_COLOR_TYPE_GRAY) {
+    error = path + ": the PNG holds " + png_colour_name(header.color_type) +
+            "; a camera picture must be single-channel greyscale";
+    return picture_status::rejected;
+  }
+  if (header.bit_depth != 8 && header.bit_depth != 16) {
+    error = path + ": " + std::to_string(header.bit_depth) +
+            "-bit greyscale PNG; a camera picture must have 8 or 16 bits per pixel";
+    return picture_status::rejected;
+  }
+  if (uint64_t{header.width} * header.height > kMaxPicturePixels) {
+    error = path + ": " + std::to_string(header.width) + "x" + std::to_string(header.height) +
+            " pixels, more than any camera of a module has";
+    return picture_status::rejected;
+  }
+
+  const std::size_t sample_bytes = header.bit_depth == 16 ? 2 : 1;
+  const std::size_t row_bytes = std::size_t{header.width} * sample_bytes;
+  std::vector<unsigned char> raw(row_bytes * header.height);
+  std::vector<png_bytep> rows(header.height);
+  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
+  if (!read_png_rows(reader.png(), rows.data())) {
+    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+    return picture_status::unknown;
+  }
+
+  image.width = static_cast<int>(header.width);
+  image.height = static_cast<int>(header.height);
+  image.bits = header.bit_depth;
+  image.pixels.resize(std::size_t{header.width} * header.height);
+  for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+    // PNG samples are big-endian.
+    image.pixels[i] = sample_bytes == 2 ? static_cast<uint16_t>(raw[2 * i] << 8 | raw[2 * i + 1])
+                                        : static_cast<uint16_t>(raw[i]);
+  }
+  return picture_status::ok;
+}
+
+// --- PGM (P5): "P5", width, height and maxval as decimal numbers separated
+// by white space and "#" comments, one white-space byte, then the samples
+// (one byte each below 256, else two, big-endian).
+
+bool next_pgm_number(const std::string& bytes, std::size_t& at, uint32_t& value) {
+  for (;;) {
+    while (at < bytes.size() && std::isspace(static_cast<unsigned char>(bytes[at]))) ++at;
+    if (at < bytes.size() && bytes[at] == '#') {
+      while (at < bytes.size() && bytes[at] != '\n' && bytes[at] != '\r') ++at;
+      continue;
+    }
+    break;
+  }
+  const std::size_t start = at;
+  uint64_t number = 0;
+  while (at < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes[at]))) {
+    number = number * 10 + static_cast<uint64_t>(bytes[at] - '0');
+    if (number > kMaxPictureSide) return false;
+    ++at;
+  }
+  value = static_cast<uint32_t>(number);
+  return at > start;
+}
+
+picture_status decode_pgm(const std::string& path, const std::string& bytes, gray_image& image,
+                          std::string& error) {
+  std::size_t at = 2;  // past "P5"
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t maxval = 0;
+  if (!next_pgm_number(bytes, at, width) || !next_pgm_number(bytes, at, height) ||
+      !next_pgm_number(bytes, at, maxval) || at >= bytes.size() ||
+      !std::isspace(static_cast<unsigned char>(bytes[at]))) {
+    error = cannot_read(path, "damaged PGM header: width, height and maxval up to 65535 expected");
+    return picture_status::unknown;
+  }
+  ++at;  // the single white-space byte before the samples
+  if (width == 0 || height == 0 || maxval == 0) {
+    error = path + ": PGM of " + std::to_string(width) + "x" + std::to_string(height) +
+            " pixels with maxval " + std::to_string(maxval) + " holds no picture";
+    return picture_status::rejected;
+  }
+  const std::size_t sample_bytes = maxval > 255 ? 2 : 1;
+  const std::size_t count = std::size_t{width} * height;
+  if (count > kMaxPicturePixels) {
+    error = path + ": " + std::to_string(width) + "x" + std::to_string(height) +
+            " pixels, more than any camera of a module has";
+    return picture_status::rejected;
+  }
+  if (bytes.size() - at < count * sample_bytes) {
+    error = cannot_read(path, "damaged PGM: " + std::to_string(count * sample_bytes) +
+                                  " bytes of pixels expected, " +
+                                  std::to_string(bytes.size() - at) + " found");
+    return picture_status::unknown;
+  }
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data()) + at;
+  image.width = static_cast<int>(width);
+  image.height = static_cast<int>(height);
+  image.bits = sample_bytes == 2 ? 16 : 8;
+  image.pixels.resize(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    image.pixels[i] = sample_bytes == 2 ? static_cast<uint16_t>(data[2 * i] << 8 | data[2 * i + 1])
+                                        : static_cast<uint16_t>(data[i]);
+  }
+  return picture_status::ok;
+}
+
+// --- PNG writing.
+
+struct png_memory_sink {
+  std::string* out;
+  bool failed;
+};
+
+void write_png_bytes(png_structp png, png_bytep data, png_size_t length) {
+  auto* sink = static_cast<png_memory_sink*>(png_get_io_ptr(png));
+  if (sink->failed) return;
+  // No exception may cross libpng's C frames: remember and report afterwards.
+  try {
+    sink->out->append(reinterpret_cast<const char*>(data), length);
+  } catch (const std::bad_alloc&) {
+    sink->failed = true;
+  }
+}
+
+void flush_png(png_structp) {}
+
+bool write_png_rows(png_structp png, png_infop info, const png_header* header, png_bytepp rows) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  png_set_IHDR(png, info, header->width, header->height, header->bit_depth, PNG_COLOR_TYPE_GRAY,
+               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_set_compression_level(png, kPngCompressionLevel);
+  png_set_filter(png, PNG_FILTER_TYPE_BASE, kPngRowFilter);
+  png_write_info(png, info);
+  png_write_image(png, rows);
+  png_write_end(png, info);
+  return true;
+}
+
+}  // namespace
+
+picture_status decode_gray_image(const std::string& path, const std::string& bytes,
+                                 gray_image& image, std::string& error) {
+  if (bytes.size() >= kPngSignatureBytes &&
+      png_sig_cmp(reinterpret_cast<png_const_bytep>(bytes.data()), 0, kPngSignatureBytes) == 0) {
+    return decode_png(path, bytes, image, error);
+  }
+  if (bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] == '5') {
+    return decode_pgm(path, bytes, image, error);
+  }
+  error = cannot_read(path, "neither a PNG nor a binary PGM (P5) picture");
+  return picture_status::unknown;
+}
+
+bool encode_png(const gray_image& image, std::string& png, std::string& error) {
+  png_error_text text{};
+  png_structp writer =
+      png_create_write_struct(PNG_LIBPNG_VER_STRING, &text, on_png_error, on_png_warning);
+  png_infop info = writer != nullptr ? png_create_info_struct(writer) : nullptr;
+  if (info == nullptr) {
+    png_destroy_write_struct(&writer, nullptr);
+    throw std::bad_alloc();
+  }
+  const std::size_t sample_bytes = image.bits == 16 ? 2 : 1;
+  const std::size_t row_bytes = static_cast<std::size_t>(image.width) * sample_bytes;
+  std::vector<unsigned char> raw(row_bytes * static_cast<std::size_t>(image.height));
+  for (std::size_t i = 0; i < image.pixels.size() && i * sample_bytes < raw.size(); ++i) {
+    if (sample_bytes == 2) {
+      raw[2 * i] = static_cast<unsigned char>(image.pixels[i] >> 8);
+      raw[2 * i + 1] = static_cast<unsigned char>(image.pixels[i] & 0xFF);
+    } else {
+      raw[i] = static_cast<unsigned char>(image.pixels[i]);
+    }
+  }
+  std::vector<png_bytep> rows(static_cast<std::size_t>(image.height));
+  for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = raw.data() + y * row_bytes;
+
+  png.clear();
+  png_memory_sink sink{&png, false};
+  png_set_write_fn(writer, &sink, write_png_bytes, flush_png);
+  const png_header header{static_cast<png_uint_32>(image.width),
+                          static_cast<png_uint_32>(image.height), image.bits, PNG_COLOR_TYPE_GRAY};
+  const bool written = write_png_rows(writer, info, &header, rows.data());
+  png_destroy_write_struct(&writer, &info);
+  if (sink.failed) throw std::bad_alloc();
+  if (!written) {
+    error = std::string("PNG encoding failed: ") + text.text;
+    return false;
+  }
+  return true;
+}
+
+std::vector<png_encoding> encode_pngs(const std::vector<const gray_image*>& images) {
+  std::vector<std::future<png_encoding>> running;
+  running.reserve(images.size());
+  for (const gray_image* image : images) {
+    running.push_back(std::async(std::launch::async, [image] {
+      png_encoding encoding;
+      encoding.encoded = encode_png(*image, encoding.png, encoding.error);
+      return encoding;
+    }));
+  }
+  // get() passes on what a thread threw (std::bad_alloc), after waiting for it.
+  std::vector<png_encoding> encodings;
+  encodings.reserve(images.size());
+  for (std::future<png_encoding>& encoding : running) encodings.push_back(encoding.get());
+  return encodings;
+}
+
+}  // namespace deflash_host
