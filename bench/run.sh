@@ -27,13 +27,15 @@ if [[ ! -x $wine ]] || ! command -v x86_64-w64-mingw32-g++-posix > /dev/null; th
   with_wine=0
 fi
 
+# -Werror as the test builds have it: the same flags, so ccache shares their objects.
 cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=Release -DDEFLASH_BUILD_BENCH=ON \
-  -DDEFLASH_BUILD_TESTS=OFF -DDEFLASH_BUILD_PYTHON=OFF "${launcher[@]}" > /dev/null
+  -DDEFLASH_BUILD_TESTS=OFF -DDEFLASH_BUILD_PYTHON=OFF -DDEFLASH_WERROR=ON "${launcher[@]}" \
+  > /dev/null
 cmake --build "$build_dir" --target deflash_bench deflash_cli -j"$jobs"
 if ((with_wine)); then
   cmake -S . -B "$windows_dir" --toolchain cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release \
     -DDEFLASH_BUILD_BENCH=ON -DDEFLASH_BUILD_TESTS=OFF -DDEFLASH_BUILD_PYTHON=OFF \
-    "${launcher[@]}" > /dev/null
+    -DDEFLASH_WERROR=ON "${launcher[@]}" > /dev/null
   cmake --build "$windows_dir" --target deflash_bench deflash_cli -j"$jobs"
 fi
 

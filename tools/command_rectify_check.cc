@@ -3,6 +3,7 @@
 // library's debug check, so an engineer can see whether the rows line up.
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <string>
 #include <utility>
@@ -43,22 +44,50 @@ struct rectify_check_options {
   output_options output;
 };
 
-/// Reads and decodes one picture; returns kExitOk or the failure after its line.
-int load_picture(const std::string& path, gray_image& image) {
-  std::string bytes;
+/// A picture read and decoded, or the exit status and the line that say why not.
+struct loaded_picture {
+  int status = kExitOk;
   std::string error;
-  if (!read_file_bytes(path, bytes, error, kMaxPictureInputBytes)) {
-    return report_failure(kExitUsage, error);
+  gray_image image;
+};
+
+loaded_picture load_picture(const std::string& path) {
+  loaded_picture picture;
+  std::string bytes;
+  if (!read_file_bytes(path, bytes, picture.error, kMaxPictureInputBytes)) {
+    picture.status = kExitUsage;
+    return picture;
   }
-  switch (decode_gray_image(path, bytes, image, error)) {
+  switch (decode_gray_image(path, bytes, picture.image, picture.error)) {
     case picture_status::ok:
-      return kExitOk;
+      break;
     case picture_status::unknown:
-      return report_failure(kExitUsage, error);
+      picture.status = kExitUsage;
+      break;
     case picture_status::rejected:
+      picture.status = kExitFailure;
       break;
   }
-  return report_failure(kExitFailure, error);
+  return picture;
+}
+
+/// Reads and decodes the pictures on threads of their own (decompression is
+/// much of what the command does) and reports the first that fails, in the
+/// order given; returns kExitOk or that failure's status.
+int load_pictures(const std::vector<std::pair<const std::string*, gray_image*>>& pictures) {
+  std::vector<std::future<loaded_picture>> running;
+  running.reserve(pictures.size());
+  for (const auto& picture : pictures) {
+    running.push_back(std::async(std::launch::async, load_picture, *picture.first));
+  }
+  std::vector<loaded_picture> loaded;
+  loaded.reserve(running.size());
+  for (std::future<loaded_picture>& picture : running) loaded.push_back(picture.get());
+  for (std::size_t i = 0; i < loaded.size(); ++i) {
+    if (loaded[i].status != kExitOk) return report_failure(loaded[i].status, loaded[i].error);
+    *pictures[i].second = std::move(loaded[i].image);
+  }
+  return kExitOk;
 }
 
 std::string size_text(int width, int height) {
@@ -151,12 +180,11 @@ int run_rectify_check(const rectify_check_options& options) {
   gray_image left;
   gray_image right;
   gray_image depth;
-  if (const int status = load_picture(options.left, left); status != kExitOk) return status;
-  if (const int status = load_picture(options.right, right); status != kExitOk) return status;
   const bool with_depth = !options.depth.empty();
-  if (with_depth) {
-    if (const int status = load_picture(options.depth, depth); status != kExitOk) return status;
-  }
+  std::vector<std::pair<const std::string*, gray_image*>> to_load{{&options.left, &left},
+                                                                  {&options.right, &right}};
+  if (with_depth) to_load.emplace_back(&options.depth, &depth);
+  if (const int status = load_pictures(to_load); status != kExitOk) return status;
   if (left.bits != right.bits) {
     return report_failure(kExitFailure, options.left + " has " + std::to_string(left.bits) +
                                             " bits per pixel but " + options.right + " has " +
@@ -226,17 +254,18 @@ int run_rectify_check(const rectify_check_options& options) {
     std::memcpy(bytes.data(), words.data(), count);
     return bytes;
   };
-  const gray_image left_rect =
+  gray_image left_rect =
       from_check_bytes(as_bytes(left_out, pixel_count(geometry.left_rectified) * sample_bytes),
                        geometry.left_rectified, left.bits);
-  const gray_image right_rect =
+  gray_image right_rect =
       from_check_bytes(as_bytes(right_out, pixel_count(geometry.right_rectified) * sample_bytes),
                        geometry.right_rectified, left.bits);
 
+  gray_image both = side_by_side(left_rect, right_rect);
   std::vector<std::pair<const char*, gray_image>> pictures;
-  pictures.emplace_back(kLeftName, left_rect);
-  pictures.emplace_back(kRightName, right_rect);
-  pictures.emplace_back(kSideBySideName, side_by_side(left_rect, right_rect));
+  pictures.emplace_back(kLeftName, std::move(left_rect));
+  pictures.emplace_back(kRightName, std::move(right_rect));
+  pictures.emplace_back(kSideBySideName, std::move(both));
   if (with_depth) {
     if (geometry.rgb.width <= 0 || geometry.rgb.height <= 0) {
       return report_failure(kExitFailure, "the RGB image of the depth-to-colour record is " +
