@@ -155,7 +155,8 @@ TEST(ProcessWorkers, StartNothingForNoWork) {
 
 int main(int argc, char** argv) {
   int status = 0;
-  if (deflash_host::run_as_worker(argc, argv, {kBytes, kCountState, kCountPresent, kFail}, status)) {
+  if (deflash_host::run_as_worker(argc, argv, {kBytes, kCountState, kCountPresent, kFail},
+                                  status)) {
     return status;
   }
   testing::InitGoogleTest(&argc, argv);
