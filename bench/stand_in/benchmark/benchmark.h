@@ -78,7 +78,8 @@ class State {
       --left_;
       return *this;
     }
-    struct value {};
+    // Unused by every loop: the attribute keeps -Wunused-but-set-variable quiet.
+    struct __attribute__((unused)) value {};
     value operator*() const { return value(); }
 
    private:
