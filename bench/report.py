@@ -110,7 +110,10 @@ def wine_section(figures, wine, wine_compiler):
 The same benchmarks built for Windows (`deflash_bench.exe`, MinGW-w64, the
 Google Benchmark stand-in of `bench/stand_in/`) and run under Wine on the same
 machine, against the Linux figures above. CPU time: Wine's process times
-come in 10 ms ticks, so each figure is at least a second of runs.
+are coarse (whole clock ticks), so each figure is at least a second of runs. The
+depth-engine image and the INI benchmark open files on every iteration, and under
+Wine each open goes through the Wine server: those two measure Wine's file layer
+more than the library.
 
 | | |
 |---|---|
