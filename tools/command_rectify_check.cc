@@ -284,6 +284,7 @@ int run_rectify_check(const rectify_check_options& options) {
   }
 
   std::vector<const gray_image*> images;
+  images.reserve(pictures.size());
   for (const auto& picture : pictures) images.push_back(&picture.second);
   std::vector<png_encoding> encodings = encode_pngs(images);
   std::vector<output_file> outputs;

@@ -79,13 +79,14 @@ process_outcome reap(running_child& child) {
 bool run_in_processes(std::size_t count, std::size_t jobs,
                       const std::function<std::string(std::size_t)>& work,
                       const std::function<void(std::size_t, const process_outcome&)>& done,
-                      std::string& error) {
+                      std::string& error, const std::function<bool()>& stop) {
   if (jobs == 0) jobs = 1;
   std::vector<running_child> active;
   std::size_t next = 0;
   bool started_all = true;
-  while ((started_all && next < count) || !active.empty()) {
-    while (started_all && next < count && active.size() < jobs) {
+  const auto stopped = [&stop] { return stop && stop(); };
+  while ((started_all && next < count && !stopped()) || !active.empty()) {
+    while (started_all && next < count && active.size() < jobs && !stopped()) {
       int fds[2];
       if (::pipe(fds) != 0) {
         error = std::string("cannot start a worker process (") + std::strerror(errno) + ")";

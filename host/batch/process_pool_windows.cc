@@ -189,8 +189,9 @@ struct finished_queue {
 bool run_workers(std::size_t count, std::size_t jobs, const worker_kind& kind,
                  const std::function<std::string(std::size_t)>& request,
                  const std::function<void(std::size_t, const process_outcome&)>& done,
-                 std::string& error) {
+                 std::string& error, const std::function<bool()>& stop) {
   if (jobs == 0) jobs = 1;
+  const auto stopped = [&stop] { return stop && stop(); };
   const std::wstring program = own_path();
   if (program.empty()) {
     error = "cannot start a worker process (" + system_message(GetLastError()) + ")";
@@ -201,8 +202,8 @@ bool run_workers(std::size_t count, std::size_t jobs, const worker_kind& kind,
   std::size_t next = 0;
   std::size_t running = 0;
   bool started_all = true;
-  while ((started_all && next < count) || running > 0) {
-    while (started_all && next < count && running < jobs) {
+  while ((started_all && next < count && !stopped()) || running > 0) {
+    while (started_all && next < count && running < jobs && !stopped()) {
       auto started = std::make_shared<child>();
       started->index = next;
       std::string text = request(next);

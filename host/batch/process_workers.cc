@@ -97,9 +97,9 @@ bool run_as_worker(int argc, char** argv, const std::vector<worker_kind>& kinds,
 bool run_workers(std::size_t count, std::size_t jobs, const worker_kind& kind,
                  const std::function<std::string(std::size_t)>& request,
                  const std::function<void(std::size_t, const process_outcome&)>& done,
-                 std::string& error) {
+                 std::string& error, const std::function<bool()>& stop) {
   return run_in_processes(
-      count, jobs, [&](std::size_t i) { return kind.run(request(i)); }, done, error);
+      count, jobs, [&](std::size_t i) { return kind.run(request(i)); }, done, error, stop);
 }
 #endif
 

@@ -141,6 +141,21 @@ TEST(ProcessWorkers, ReportAWorkerThatThrowsOrExits) {
   EXPECT_EQ(outcomes[2].answer, "fine");
 }
 
+TEST(ProcessWorkers, StartNoMoreOnceStopSaysSoAndWaitForTheRunning) {
+  std::vector<std::size_t> ended;
+  std::string error;
+  // One at a time; stop turns true once the second worker has ended.
+  EXPECT_TRUE(run_workers(
+      5, 1, kFail, [](std::size_t) { return std::string("fine"); },
+      [&ended](std::size_t i, const process_outcome& outcome) {
+        EXPECT_TRUE(outcome.finished) << outcome.how;
+        ended.push_back(i);
+      },
+      error, [&ended] { return ended.size() >= 2; }));
+  EXPECT_EQ(ended, (std::vector<std::size_t>{0, 1}));
+  EXPECT_EQ(error, "");
+}
+
 TEST(ProcessWorkers, StartNothingForNoWork) {
   std::size_t calls = 0;
   std::string error;

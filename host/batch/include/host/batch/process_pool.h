@@ -29,11 +29,14 @@ struct process_outcome {
 /// state a piece of work leaves behind never reaches another. Returns false
 /// and sets `error` when a process cannot be started; the work not started
 /// then is never done, and the children already running are waited for.
+/// When `stop` is given and returns true (it is asked again after every
+/// signal that interrupts the wait), no further piece is started and the
+/// children running are waited for; the result is then true.
 /// POSIX only: a child must start from this process's memory.
 bool run_in_processes(std::size_t count, std::size_t jobs,
                       const std::function<std::string(std::size_t)>& work,
                       const std::function<void(std::size_t, const process_outcome&)>& done,
-                      std::string& error);
+                      std::string& error, const std::function<bool()>& stop = {});
 
 /// Work a child can do from a request alone, the same on every system: on
 /// Windows the child is the tool started again, with nothing of this
@@ -56,11 +59,13 @@ constexpr int kWorkThrew = 3;
 /// (the child still calls `kind.run` from this process's memory); Windows
 /// starts this program again with kWorkerArgument and the kind's name, hands
 /// it the request on standard input and reads the answer from its standard
-/// output (run_as_worker). Standard error is this process's.
+/// output (run_as_worker). Standard error is this process's. `stop` as for
+/// run_in_processes: asked before each start (on Windows also whenever a
+/// worker ends), and once it returns true no further worker is started.
 bool run_workers(std::size_t count, std::size_t jobs, const worker_kind& kind,
                  const std::function<std::string(std::size_t)>& request,
                  const std::function<void(std::size_t, const process_outcome&)>& done,
-                 std::string& error);
+                 std::string& error, const std::function<bool()>& stop = {});
 
 /// The worker mode, first thing in main(): when argv is the tool started by
 /// run_workers for one of `kinds`, reads the request from standard input,
