@@ -17,7 +17,11 @@ quiet_console::quiet_console() {
   std::fflush(stderr);
   saved_out_ = dup(STDOUT_FILENO);
   saved_err_ = dup(STDERR_FILENO);
+#if defined(_WIN32)
+  const int null_device = open("NUL", O_WRONLY);
+#else
   const int null_device = open("/dev/null", O_WRONLY);
+#endif
   if (null_device >= 0) {
     dup2(null_device, STDOUT_FILENO);
     dup2(null_device, STDERR_FILENO);

@@ -2,8 +2,12 @@
 """Turns deflash_bench's JSON output into the ratios against OpenCV and docs/performance.md.
 
 Usage: bench/report.py RESULTS.json OUTPUT.md --compiler TEXT --commit TEXT [--command TEXT]
+           [--wine-results WINE.json --wine-compiler TEXT] [--commands LINUX.json]
+           [--wine-commands WINE.json]
 Figures are the medians of the repetitions; ratios and targets use CPU time, which
-other processes on a shared machine disturb less than wall time.
+other processes on a shared machine disturb less than wall time. The Wine results are
+the same benchmarks built for Windows (bench/stand_in/ in place of Google Benchmark);
+the command files come from bench/command_times.py.
 """
 
 import argparse
@@ -60,6 +64,119 @@ DESCRIPTIONS = {
     "BM_RowErrorExampleScene":
         "rectify-check's row-error measurement, example scene rectified, 1280x800 pair",
 }
+
+
+# Benchmarks compared between Linux and Windows under Wine: (benchmark, what a
+# Windows host runs it for). The plain loops are there for completeness: Windows
+# hosts run the vector paths.
+WINE_COMPARED = [
+    ("BM_StartRows/scalar", False), ("BM_StartRows/sse2", False), ("BM_StartRows/avx2", True),
+    ("BM_StartRows/avx512", True), ("BM_StartRowsExport", True),
+    ("BM_CalibDebugRectify/scalar", False), ("BM_CalibDebugRectify/avx2", True),
+    ("BM_CalibDebugRectify/avx512", True), ("BM_CalibDebugCheck8Bit", True),
+    ("BM_CalibImageExampleModule", True), ("BM_StartRowImageExampleModule", True),
+    ("BM_DepthEngineImageExampleModule", True), ("BM_IniLoad2000Keys", True),
+]
+WINE_TOLERANCE = 0.15
+
+# Whole commands: at most this much wall time each on Linux, and rectify-check at
+# most this many times calib's.
+COMMAND_LIMIT_MS = 100.0
+RECTIFY_CHECK_OVER_CALIB = 6.0
+CALIB_COMMAND = "calib (2 modes, raw image too)"
+RECTIFY_CHECK_COMMAND = "rectify-check (left, right, depth)"
+
+
+def wine_section(figures, wine, wine_compiler):
+    """Linux against Windows under Wine, benchmark by benchmark."""
+    wine_figures, wine_errors = medians(wine)
+    context = wine.get("context", {})
+    rows = []
+    print("Windows under Wine (Wine / Linux, median CPU time):")
+    for name, hosts_run_it in WINE_COMPARED:
+        if name not in figures or name not in wine_figures:
+            reason = wine_errors.get(name, "not measured")
+            rows.append(f"| `{name}` | – | – | – | {reason} |")
+            continue
+        linux_cpu = figures[name]["cpu"]
+        wine_cpu = wine_figures[name]["cpu"]
+        ratio = wine_cpu / linux_cpu
+        within = abs(ratio - 1) <= WINE_TOLERANCE
+        verdict = (f"within {WINE_TOLERANCE:.0%}: {'yes' if within else 'NO'}"
+                   if hosts_run_it else
+                   f"plain loop, {'within' if within else 'outside'} {WINE_TOLERANCE:.0%}")
+        print(f"  {name}: {ratio:.2f}x")
+        rows.append(f"| `{name}` | {linux_cpu:.2f} | {wine_cpu:.2f} | "
+                    f"{wine_figures[name]['real']:.2f} | {ratio:.2f}x | {verdict} |")
+    return f"""
+## Windows under Wine
+
+The same benchmarks built for Windows (`deflash_bench.exe`, MinGW-w64, the
+Google Benchmark stand-in of `bench/stand_in/`) and run under Wine on the same
+machine, against the Linux figures above. CPU time: Wine's process times
+are coarse (whole clock ticks), so each figure is at least a second of runs. The
+depth-engine image and the INI benchmark open files on every iteration, and under
+Wine each open goes through the Wine server: those two measure Wine's file layer
+more than the library.
+
+| | |
+|---|---|
+| Compiler | {wine_compiler} |
+| Vector path chosen in deflash.dll | {context.get('deflash_start_rows_path', 'unknown')} |
+
+| Benchmark | Linux CPU (ms) | Wine CPU (ms) | Wine wall (ms) | Wine / Linux | Verdict |
+|---|---:|---:|---:|---:|---|
+{chr(10).join(rows)}
+"""
+
+
+def command_section(linux, wine):
+    """Whole-command wall times on the example module."""
+    by_name = {c["name"]: c for c in linux["commands"]}
+    wine_by_name = {c["name"]: c for c in wine["commands"]} if wine else {}
+    names = [c["name"] for c in (wine["commands"] if wine else []) if c["name"] not in by_name]
+    names += [c["name"] for c in linux["commands"]]
+    rows = []
+    print("Whole commands (median wall time):")
+    for name in names:
+        ours = by_name.get(name)
+        theirs = wine_by_name.get(name)
+        cells = []
+        for figure in (ours, theirs):
+            cells += ([f"{figure['median_ms']:.1f}", f"{figure['min_ms']:.1f}",
+                       f"{figure['cpu_ms']:.1f}"] if figure else ["–", "–", "–"])
+        verdict = "–"
+        if ours:
+            verdict = (f"< {COMMAND_LIMIT_MS:.0f} ms: "
+                       f"{'reached' if ours['median_ms'] < COMMAND_LIMIT_MS else 'NOT reached'}")
+            print(f"  {name}: {ours['median_ms']:.1f} ms")
+        rows.append(f"| {name} | {' | '.join(cells)} | {verdict} |")
+    ratio_text = ""
+    if CALIB_COMMAND in by_name and RECTIFY_CHECK_COMMAND in by_name:
+        ratio = by_name[RECTIFY_CHECK_COMMAND]["median_ms"] / by_name[CALIB_COMMAND]["median_ms"]
+        reached = "reached" if ratio <= RECTIFY_CHECK_OVER_CALIB else "NOT reached"
+        ratio_text = (f"\n`rectify-check` took {ratio:.1f}x the wall time of `calib` "
+                      f"(medians of the same run; target ≤ {RECTIFY_CHECK_OVER_CALIB:.0f}x: "
+                      f"{reached}).\n")
+        print(f"  rectify-check / calib: {ratio:.1f}x")
+    load = ", ".join(str(x) for x in linux.get("load_avg", [])) or "unknown"
+    wine_load = ", ".join(str(x) for x in wine.get("load_avg", [])) if wine else "–"
+    return f"""
+## Whole commands
+
+Each command of the tool on the example module as a user runs it, the whole
+process from start to exit, timed by `bench/command_times.py` with hyperfine (no
+shell in between; warm-up runs first, then {linux['commands'][0]['runs']} runs). Median and fastest wall
+time and the mean CPU time (user and system) in milliseconds; the Release build.
+Under Wine every process also pays Wine's own start (the floor row: Wine starting
+`cmd /c exit` with its server already running); the Windows build has no PNG or YAML
+libraries, so no `rectify-check` or `calib-json` there. Load average when the
+timings ended: {load} (Linux), {wine_load} (Wine).
+
+| Command | Linux median | Linux fastest | Linux CPU | Wine median | Wine fastest | Wine CPU | Target (Linux median) |
+|---|---:|---:|---:|---:|---:|---:|---|
+{chr(10).join(rows)}
+{ratio_text}"""
 
 
 # Sections of docs/performance.md that other scripts write; a new report keeps them.
@@ -126,6 +243,10 @@ def main():
     parser.add_argument("--compiler", required=True)
     parser.add_argument("--commit", required=True)
     parser.add_argument("--command", default="bash bench/run.sh")
+    parser.add_argument("--wine-results")
+    parser.add_argument("--wine-compiler", default="unknown")
+    parser.add_argument("--commands")
+    parser.add_argument("--wine-commands")
     args = parser.parse_args()
 
     with open(args.results, encoding="utf-8") as f:
@@ -212,6 +333,17 @@ Ratio = deflash / OpenCV; below 1 deflash is faster.
 |---|---|---:|---:|
 {chr(10).join(all_rows)}
 """
+    if args.wine_results:
+        with open(args.wine_results, encoding="utf-8") as f:
+            text += wine_section(figures, json.load(f), args.wine_compiler)
+    if args.commands:
+        with open(args.commands, encoding="utf-8") as f:
+            linux_commands = json.load(f)
+        wine_commands = None
+        if args.wine_commands:
+            with open(args.wine_commands, encoding="utf-8") as f:
+                wine_commands = json.load(f)
+        text += command_section(linux_commands, wine_commands)
     text += kept_sections(args.output)
     with open(args.output, "w", encoding="utf-8") as f:
         f.write(text)

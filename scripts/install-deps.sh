@@ -11,6 +11,7 @@ packages=(
   nlohmann-json3-dev  # calibration JSON of the tool
   libgtest-dev libgmock-dev  # tests
   libbenchmark-dev    # benchmarks
+  hyperfine           # bench/run.sh: whole-command wall times
   zlib1g-dev          # reference CRC-32 in the tests
   libpng-dev          # rectify-check: IR, depth and rectified pictures as PNG
   libyaml-cpp-dev     # calibration import: OpenCV, ROS and Kalibr YAML

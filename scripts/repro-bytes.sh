@@ -25,7 +25,8 @@ done
 # that scripts/test.sh (build/release: GCC, CMake's Release flags) and
 # scripts/test-windows.sh (build/windows) have just built, and are built here
 # only when those folders hold no tool; "scalar" runs a tool with the
-# start-row table's plain loop forced instead of its vector walk.
+# start-row table's plain loop forced instead of its vector walk, and a third
+# word of a Windows variant forces that path there (the widest otherwise).
 declare -A variants=(
   [gcc-release]="prebuilt build/release/tools/deflash"
   [gcc-release-scalar]="scalar build/release/tools/deflash"
@@ -33,8 +34,10 @@ declare -A variants=(
   [clang-O2]="clang++-14 -O2"
   [clang-O0-native]="clang++-14 -O0 -march=native"
   [windows-release]="prebuilt-windows build/windows/bin/deflash.exe"
+  [windows-release-sse2]="prebuilt-windows build/windows/bin/deflash.exe sse2"
 )
-order=(gcc-release gcc-release-scalar gcc-O0-native clang-O2 clang-O0-native windows-release)
+order=(gcc-release gcc-release-scalar gcc-O0-native clang-O2 clang-O0-native windows-release
+  windows-release-sse2)
 if (($# > 0)); then order=("$@"); fi
 
 module=examples/module
@@ -80,6 +83,7 @@ for name in "${order[@]}"; do
           { tail -30 "$build.log"; exit 1; }
       fi
       tool=("$wine" "$opt")
+      if [ -n "${extra:-}" ]; then env=(DEFLASH_SIMD="$extra"); fi
       ;;
     *)
       if ! command -v "$compiler" > /dev/null; then

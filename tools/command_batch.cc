@@ -15,19 +15,22 @@
 
 #include "calibration_options.h"
 #include "commands.h"
+#include "host/batch/batch_interrupt.h"
 #include "host/batch/batch_manifest.h"
+#include "host/batch/batch_module_build.h"
+#include "host/batch/batch_paths.h"
+#include "host/batch/batch_report.h"
+#include "host/batch/batch_request.h"
+#include "host/batch/process_pool.h"
 #include "host/files/safe_output.h"
 #include "host/images/calibration_inputs.h"
 #include "host/images/section_stamp.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <io.h>
+#include <windows.h>
+#else
 #include <unistd.h>
-
-#include "host/batch/batch_interrupt.h"
-#include "host/batch/batch_module_build.h"
-#include "host/batch/batch_paths.h"
-#include "host/batch/batch_report.h"
-#include "host/batch/process_pool.h"
 #endif
 
 namespace deflash_cli {
@@ -50,17 +53,35 @@ struct batch_options {
   bool allow_implausible = false;
 };
 
+bool stdout_is_terminal() {
 #ifdef _WIN32
-
-int run_batch(const batch_options&) {
-  // Every image of a module needs a fresh copy of the library's module state,
-  // which the tool gets from fork(); Windows has no such call.
-  return report_failure(kExitUsage,
-                        "batch is not available in Windows builds; run calib, startrow and "
-                        "deconfig once per module");
+  return _isatty(_fileno(stdout)) != 0;
+#else
+  return ::isatty(STDOUT_FILENO) != 0;
+#endif
 }
 
+/// The worker's side of a module: build it and hand back its result.
+std::string run_module_request(const std::string& text) {
+  // Ctrl-C stops the batch, not a module halfway: the worker finishes the
+  // module it began, all of its images or none, and then ends on the pipe of
+  // the driver that is gone.
+#ifdef _WIN32
+  SetConsoleCtrlHandler(nullptr, TRUE);
 #else
+  std::signal(SIGINT, SIG_IGN);
+  std::signal(SIGTERM, SIG_IGN);
+#endif
+  batch_request request;
+  if (!decode_request(text, request)) {
+    module_result result;
+    result.error = "worker process handed back no result";
+    return encode_result(result);
+  }
+  return encode_result(build_module(request.module, request.settings));
+}
+
+const worker_kind kBatchModuleWorker{"batch-module", run_module_request};
 
 /// Checks the options that need no file; returns kExitOk or prints the line.
 int check_options(const batch_options& options, int64_t& timestamp) {
@@ -151,16 +172,11 @@ void build_modules(const std::vector<batch_module>& modules, const batch_setting
   const auto elapsed = [&start] {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   };
-  batch_progress progress(modules.size(), ::isatty(STDOUT_FILENO) != 0);
-  all_started = run_in_processes(
-      modules.size(), totals.jobs,
+  batch_progress progress(modules.size(), stdout_is_terminal());
+  all_started = run_workers(
+      modules.size(), totals.jobs, kBatchModuleWorker,
       [&](std::size_t i) {
-        // Ctrl-C stops the batch, not a module halfway: the worker finishes
-        // the module it began, all of its images or none, and the driver
-        // waits for it before it reports.
-        std::signal(SIGINT, SIG_IGN);
-        std::signal(SIGTERM, SIG_IGN);
-        return encode_result(build_module(modules[i], settings));
+        return encode_request({modules[i], settings, ""});
       },
       [&](std::size_t i, const process_outcome& outcome) {
         module_result& result = results[i];
@@ -255,9 +271,11 @@ int run_batch(const batch_options& options) {
   return finish_batch(options, from_folders, modules, totals, results, all_started, error);
 }
 
-#endif
-
 }  // namespace
+
+bool run_batch_worker(int argc, char** argv, int& status) {
+  return run_as_worker(argc, argv, {kBatchModuleWorker, kBatchImageWorker}, status);
+}
 
 void add_batch_command(CLI::App& app, int& exit_code) {
   auto options = std::make_shared<batch_options>();

@@ -4,8 +4,8 @@
 // are, and passes or fails the mode on that.
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -14,13 +14,12 @@
 
 #include "calibration_options.h"
 #include "commands.h"
-#include "deflash.h"
-#include "host/base/result_names.h"
 #include "host/files/file_io.h"
 #include "host/files/gray_image.h"
 #include "host/files/safe_output.h"
 #include "host/images/calibration_inputs.h"
 #include "host/images/converted_geometry.h"
+#include "host/images/debug_check.h"
 #include "host/measure/depth_overlay.h"
 #include "host/measure/error_picture.h"
 #include "host/measure/row_error.h"
@@ -32,10 +31,6 @@ namespace {
 /// Rows between two horizontal guide lines of the side-by-side picture: a
 /// point and its match must sit between the same pair of lines.
 constexpr int kGuideLineSpacing = 40;
-
-/// Pixel formats of the debug check.
-constexpr uint32_t kDebugFormat8Bit = 0;
-constexpr uint32_t kDebugFormat16Bit = 2;
 
 constexpr const char* kLeftName = "left_rectified.png";
 constexpr const char* kRightName = "right_rectified.png";
@@ -56,93 +51,168 @@ struct rectify_check_options {
   output_options output;
 };
 
-/// A picture ready to be written: its name in the folder, what the "wrote"
-/// line says of it, and its PNG bytes.
-struct encoded_picture {
-  const char* name;
-  std::string description;
-  std::string png;
+/// The pictures the command was given, decoded.
+struct input_pictures {
+  gray_image left;
+  gray_image right;
+  gray_image depth;
+  colour_image rgb;
 };
 
-/// Reads and decodes one picture; returns kExitOk or the failure after its line.
-int load_picture(const std::string& path, gray_image& image) {
-  std::string bytes;
+/// A picture read and decoded, or the exit status and the line that say why not.
+struct loaded_picture {
+  int status = kExitOk;
   std::string error;
-  if (!read_file_bytes(path, bytes, error, kMaxPictureInputBytes)) {
-    return report_failure(kExitUsage, error);
+  gray_image gray;
+  colour_image colour;
+};
+
+/// Reads and decodes one picture, grey or (the RGB camera's) colour.
+loaded_picture load_picture(const std::string& path, bool colour) {
+  loaded_picture picture;
+  std::string bytes;
+  if (!read_file_bytes(path, bytes, picture.error, kMaxPictureInputBytes)) {
+    picture.status = kExitUsage;
+    return picture;
   }
-  switch (decode_gray_image(path, bytes, image, error)) {
+  const picture_status decoded = colour
+                                     ? decode_colour_png(path, bytes, picture.colour, picture.error)
+                                     : decode_gray_image(path, bytes, picture.gray, picture.error);
+  switch (decoded) {
     case picture_status::ok:
-      return kExitOk;
+      break;
     case picture_status::unknown:
-      return report_failure(kExitUsage, error);
+      picture.status = kExitUsage;
+      break;
     case picture_status::rejected:
+      picture.status = kExitFailure;
       break;
   }
-  return report_failure(kExitFailure, error);
+  return picture;
 }
 
-/// Reads and decodes the RGB camera's colour picture, as load_picture does.
-int load_colour_picture(const std::string& path, colour_image& image) {
-  std::string bytes;
-  std::string error;
-  if (!read_file_bytes(path, bytes, error, kMaxPictureInputBytes)) {
-    return report_failure(kExitUsage, error);
+/// Reads and decodes the pictures given, each on a thread of its own
+/// (decompression is much of what the command does), and reports the first
+/// that fails in the order left, right, depth, RGB; kExitOk or its status.
+int load_pictures(const rectify_check_options& options, input_pictures& pictures) {
+  const std::vector<std::pair<const std::string*, bool>> paths{{&options.left, false},
+                                                               {&options.right, false},
+                                                               {&options.depth, false},
+                                                               {&options.rgb, true}};
+  std::vector<std::future<loaded_picture>> running;
+  running.reserve(paths.size());
+  for (const auto& [path, colour] : paths) {
+    if (path->empty()) continue;
+    running.push_back(std::async(std::launch::async, load_picture, *path, colour));
   }
-  switch (decode_colour_png(path, bytes, image, error)) {
-    case picture_status::ok:
-      return kExitOk;
-    case picture_status::unknown:
-      return report_failure(kExitUsage, error);
-    case picture_status::rejected:
-      break;
+  std::vector<loaded_picture> loaded;
+  loaded.reserve(running.size());
+  for (std::future<loaded_picture>& picture : running) loaded.push_back(picture.get());
+  for (const loaded_picture& picture : loaded) {
+    if (picture.status != kExitOk) return report_failure(picture.status, picture.error);
   }
-  return report_failure(kExitFailure, error);
+  std::size_t next = 0;
+  pictures.left = std::move(loaded[next++].gray);
+  pictures.right = std::move(loaded[next++].gray);
+  if (!options.depth.empty()) pictures.depth = std::move(loaded[next++].gray);
+  if (!options.rgb.empty()) pictures.rgb = std::move(loaded[next].colour);
+  return kExitOk;
+}
+
+/// The options the command can refuse before reading a file.
+int check_options(const rectify_check_options& options) {
+  if (options.source.configs.size() != 1) {
+    return report_failure(kExitUsage,
+                          "rectify-check takes exactly one --config: one camera mode is checked");
+  }
+  if (!(options.max_row_error > 0.0) || !std::isfinite(options.max_row_error)) {
+    return report_failure(kExitUsage, "--max-row-error must be a positive number of pixels");
+  }
+  if (!options.rgb.empty() && options.depth.empty()) {
+    return report_failure(kExitUsage,
+                          "--rgb needs --depth: the depth reprojected into the RGB camera is what "
+                          "is laid over the colour picture");
+  }
+  return kExitOk;
 }
 
 std::string size_text(int width, int height) {
   return std::to_string(width) + "x" + std::to_string(height);
 }
 
-/// One line when `image` is not the size of the camera it comes from.
-int check_size(const std::string& path, const gray_image& image, const image_size& camera,
-               const char* camera_name) {
-  if (image.width == camera.width && image.height == camera.height) return kExitOk;
-  return report_failure(kExitFailure, path + ": " + size_text(image.width, image.height) +
-                                          " pixels, but the " + camera_name + " image is " +
-                                          size_text(camera.width, camera.height));
-}
-
-/// The picture's pixels as the debug check addresses them: bytes for
-/// 8-bit pictures, 16-bit words for 16-bit ones.
-std::vector<uint8_t> check_bytes(const gray_image& image) {
-  std::vector<uint8_t> bytes;
+/// A picture as the debug check reads it: bytes for 8-bit pictures (copied
+/// into `bytes`), 16-bit words for 16-bit ones.
+debug_picture debug_input(const std::string& name, const gray_image& image,
+                          std::vector<uint8_t>& bytes) {
+  debug_picture picture;
+  if (name.empty()) return picture;
+  picture.name = name;
+  picture.width = static_cast<std::uint64_t>(image.width);
+  picture.height = static_cast<std::uint64_t>(image.height);
+  picture.bits = image.bits;
   if (image.bits == 8) {
     bytes.assign(image.pixels.begin(), image.pixels.end());
+    picture.pixels = bytes.data();
   } else {
-    bytes.resize(image.pixels.size() * 2);
-    std::memcpy(bytes.data(), image.pixels.data(), bytes.size());
+    picture.pixels = image.pixels.data();
   }
-  return bytes;
+  return picture;
 }
 
-gray_image from_check_bytes(const std::vector<uint8_t>& bytes, const image_size& size, int bits) {
+/// A picture the debug check wrote, back as a picture: bytes packed into the
+/// words at 8 bits.
+gray_image from_check_words(const std::vector<uint16_t>& words, const image_size& size, int bits) {
   gray_image image;
   image.width = size.width;
   image.height = size.height;
   image.bits = bits;
-  image.pixels.resize(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
-  if (bits == 8) {
-    image.pixels.assign(bytes.begin(),
-                        bytes.begin() + static_cast<std::ptrdiff_t>(image.pixels.size()));
-  } else {
-    std::memcpy(image.pixels.data(), bytes.data(), image.pixels.size() * 2);
+  const std::size_t count =
+      static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
+  if (bits == 16) {
+    image.pixels.assign(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(count));
+    return image;
   }
+  const auto* bytes = reinterpret_cast<const uint8_t*>(words.data());
+  image.pixels.assign(bytes, bytes + count);
   return image;
 }
 
-std::size_t pixel_count(const image_size& size) {
-  return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
+/// The debug check's results as pictures.
+struct checked_pictures {
+  converted_geometry geometry;
+  gray_image left;
+  gray_image right;
+  gray_image depth_in_rgb;
+};
+
+/// Converts the camera mode and runs the library's debug check on the
+/// pictures; kExitOk or the failure after its line.
+int run_check(const calibration_inputs& inputs, const rectify_check_options& options,
+              const input_pictures& pictures, checked_pictures& checked) {
+  std::vector<uint8_t> left_bytes;
+  std::vector<uint8_t> right_bytes;
+  std::vector<uint8_t> depth_bytes;
+  debug_check_result result;
+  const outcome ran = run_debug_check(inputs, debug_input(options.left, pictures.left, left_bytes),
+                                      debug_input(options.right, pictures.right, right_bytes),
+                                      debug_input(options.depth, pictures.depth, depth_bytes),
+                                      options.source, result);
+  if (const int status = show(ran, options.source.level()); status != kExitOk) return status;
+  const converted_geometry& geometry = result.geometry;
+  if (!options.rgb.empty() &&
+      (pictures.rgb.width != geometry.rgb.width || pictures.rgb.height != geometry.rgb.height)) {
+    return report_failure(kExitFailure, options.rgb + ": " +
+                                            size_text(pictures.rgb.width, pictures.rgb.height) +
+                                            " pixels, but the depth-to-colour RGB image is " +
+                                            size_text(geometry.rgb.width, geometry.rgb.height));
+  }
+  checked.geometry = geometry;
+  checked.left = from_check_words(result.left, geometry.left_rectified, result.ir_bits);
+  checked.right = from_check_words(result.right, geometry.right_rectified, result.ir_bits);
+  if (!options.depth.empty()) {
+    checked.depth_in_rgb = from_check_words(result.depth_in_rgb, geometry.rgb, 16);
+  }
+  return kExitOk;
 }
 
 /// Left and right next to each other, a full-scale line every
@@ -174,6 +244,82 @@ gray_view view_of(const gray_image& image) {
   return {image.width, image.height, image.pixels.data()};
 }
 
+colour_image colour_of(rgb_picture picture) {
+  colour_image image;
+  image.width = picture.width;
+  image.height = picture.height;
+  image.rgb = std::move(picture.rgb);
+  return image;
+}
+
+/// One picture the command writes: its name in the folder and the picture,
+/// grey or colour.
+struct output_picture {
+  const char* name;
+  gray_image gray;
+  colour_image colour;
+  bool is_colour = false;
+
+  /// What the "wrote" line says of it.
+  std::string description() const {
+    if (is_colour) return size_text(colour.width, colour.height) + ", 8-bit RGB";
+    return size_text(gray.width, gray.height) + ", " + std::to_string(gray.bits) + "-bit";
+  }
+};
+
+/// The pictures to write, in the order they are written and listed.
+std::vector<output_picture> make_pictures(checked_pictures& checked, input_pictures& inputs,
+                                          const row_error_result& row_error) {
+  std::vector<output_picture> pictures;
+  pictures.reserve(6);
+  gray_image both = side_by_side(checked.left, checked.right);
+  colour_image error_map =
+      colour_of(draw_row_error(view_of(checked.left), checked.left.bits, row_error));
+  pictures.push_back({kLeftName, std::move(checked.left), {}, false});
+  pictures.push_back({kRightName, std::move(checked.right), {}, false});
+  pictures.push_back({kSideBySideName, std::move(both), {}, false});
+  pictures.push_back({kRowErrorName, {}, std::move(error_map), true});
+  if (checked.depth_in_rgb.pixels.empty()) return pictures;
+  colour_image over_rgb;
+  const bool with_rgb = !inputs.rgb.rgb.empty();
+  if (with_rgb) {
+    rgb_picture photo;
+    photo.width = inputs.rgb.width;
+    photo.height = inputs.rgb.height;
+    photo.rgb = std::move(inputs.rgb.rgb);
+    over_rgb = colour_of(overlay_depth(photo, view_of(checked.depth_in_rgb)));
+  }
+  pictures.push_back({kDepthName, std::move(checked.depth_in_rgb), {}, false});
+  if (with_rgb) pictures.push_back({kDepthOverRgbName, {}, std::move(over_rgb), true});
+  return pictures;
+}
+
+std::string output_path(const std::string& dir, const char* name) {
+  if (dir.empty()) return name;
+  const char last = dir.back();
+  return (last == '/' || last == '\\') ? dir + name : dir + "/" + name;
+}
+
+/// Encodes the pictures, all at once, into the files to write; kExitOk or
+/// the first failure after its line.
+int encode_pictures(const std::vector<output_picture>& pictures, const std::string& out_dir,
+                    std::vector<output_file>& outputs) {
+  std::vector<picture_ref> refs;
+  refs.reserve(pictures.size());
+  for (const output_picture& picture : pictures) {
+    refs.push_back(picture.is_colour ? picture_ref{nullptr, &picture.colour}
+                                     : picture_ref{&picture.gray, nullptr});
+  }
+  std::vector<png_encoding> encodings = encode_pngs(refs);
+  outputs.reserve(pictures.size());
+  for (std::size_t i = 0; i < pictures.size(); ++i) {
+    const std::string path = output_path(out_dir, pictures[i].name);
+    if (!encodings[i].encoded) return report_failure(kExitUsage, path + ": " + encodings[i].error);
+    outputs.push_back({path, std::move(encodings[i].png)});
+  }
+  return kExitOk;
+}
+
 /// The folder the pictures go to, created as batch creates its own; one
 /// line and kExitUsage when it cannot be.
 int prepare_out_dir(const std::string& out_dir) {
@@ -190,219 +336,35 @@ int prepare_out_dir(const std::string& out_dir) {
   return kExitOk;
 }
 
-std::string output_path(const std::string& dir, const char* name) {
-  if (dir.empty()) return name;
-  const char last = dir.back();
-  return (last == '/' || last == '\\') ? dir + name : dir + "/" + name;
-}
-
-int run_rectify_check(const rectify_check_options& options) {
-  if (options.source.configs.size() != 1) {
-    return report_failure(kExitUsage,
-                          "rectify-check takes exactly one --config: one camera mode is checked");
-  }
-  if (!(options.max_row_error > 0.0) || !std::isfinite(options.max_row_error)) {
-    return report_failure(kExitUsage, "--max-row-error must be a positive number of pixels");
-  }
-  if (!options.rgb.empty() && options.depth.empty()) {
-    return report_failure(kExitUsage,
-                          "--rgb needs --depth: the depth reprojected into the RGB camera is what "
-                          "is laid over the colour picture");
-  }
-  calibration_inputs inputs;
-  if (const int status = show(inputs.load(options.source), options.source.level());
-      status != kExitOk) {
-    return status;
-  }
-
-  gray_image left;
-  gray_image right;
-  gray_image depth;
-  if (const int status = load_picture(options.left, left); status != kExitOk) return status;
-  if (const int status = load_picture(options.right, right); status != kExitOk) return status;
-  const bool with_depth = !options.depth.empty();
-  if (with_depth) {
-    if (const int status = load_picture(options.depth, depth); status != kExitOk) return status;
-  }
-  colour_image colour;
-  const bool with_rgb = !options.rgb.empty();
-  if (with_rgb) {
-    if (const int status = load_colour_picture(options.rgb, colour); status != kExitOk) {
-      return status;
-    }
-  }
-  if (left.bits != right.bits) {
-    return report_failure(kExitFailure, options.left + " has " + std::to_string(left.bits) +
-                                            " bits per pixel but " + options.right + " has " +
-                                            std::to_string(right.bits) +
-                                            "; both IR pictures must have the same depth");
-  }
-  if (with_depth && depth.bits != 16) {
-    return report_failure(kExitFailure,
-                          options.depth + ": 8-bit picture; depth must be 16 bits per pixel");
-  }
-
-  // The debug check reads the records the last conversion left behind.
-  uint32_t image_size_bytes = 0;
-  get_soc_file_buffer_size(inputs.list(), &image_size_bytes);
-  std::vector<uint8_t> image(image_size_bytes);
-  const auto log = library_log(options.source.verbose);
-  outcome converted;
-  const int result = call_captured(converted.console, [&] {
-    return gen_soc_calib_flash_param_de(inputs.list(), image.data(), log.get(),
-                                        static_cast<int>(image.size()), 0, nullptr, 0);
-  });
-  show(converted, options.source.level());
-  if (result != DRIVER_HELPER_OK) {
-    return report_failure(kExitFailure,
-                          "calibration not converted: result " + describe_result(result));
-  }
-  converted_geometry geometry;
-  std::string error;
-  if (!read_converted_geometry(image, geometry, error)) return report_failure(kExitFailure, error);
-
-  if (const int status = check_size(options.left, left, geometry.left_source, "left IR camera's");
-      status != kExitOk) {
-    return status;
-  }
-  if (const int status =
-          check_size(options.right, right, geometry.right_source, "right IR camera's");
-      status != kExitOk) {
-    return status;
-  }
-  if (with_depth) {
-    if (const int status =
-            check_size(options.depth, depth, geometry.depth, "depth-to-colour depth");
-        status != kExitOk) {
-      return status;
-    }
-  }
-  if (with_rgb && (colour.width != geometry.rgb.width || colour.height != geometry.rgb.height)) {
-    return report_failure(kExitFailure, options.rgb + ": " +
-                                            size_text(colour.width, colour.height) +
-                                            " pixels, but the depth-to-colour RGB image is " +
-                                            size_text(geometry.rgb.width, geometry.rgb.height));
-  }
-  for (const image_size* size : {&geometry.left_rectified, &geometry.right_rectified}) {
-    if (size->width <= 0 || size->height <= 0) {
-      return report_failure(kExitFailure, "the rectified image is " +
-                                              size_text(size->width, size->height) +
-                                              " pixels: nothing to check");
-    }
-  }
-
-  const std::size_t sample_bytes = left.bits == 16 ? 2 : 1;
-  const std::vector<uint8_t> left_in = check_bytes(left);
-  const std::vector<uint8_t> right_in = check_bytes(right);
-  // Pixels no rule writes keep their value: start from black. The buffers
-  // are uint16_t so that 16-bit pictures are aligned; 8-bit ones use bytes.
-  std::vector<uint16_t> left_out((pixel_count(geometry.left_rectified) * sample_bytes + 1) / 2, 0);
-  std::vector<uint16_t> right_out((pixel_count(geometry.right_rectified) * sample_bytes + 1) / 2,
-                                  0);
-  check_soc_calib_debug(left_in.data(), left_out.data(), right_in.data(), right_out.data(), nullptr,
-                        nullptr, sample_bytes == 2 ? kDebugFormat16Bit : kDebugFormat8Bit);
-  const auto as_bytes = [](const std::vector<uint16_t>& words, std::size_t count) {
-    std::vector<uint8_t> bytes(count);
-    std::memcpy(bytes.data(), words.data(), count);
-    return bytes;
-  };
-  const gray_image left_rect =
-      from_check_bytes(as_bytes(left_out, pixel_count(geometry.left_rectified) * sample_bytes),
-                       geometry.left_rectified, left.bits);
-  const gray_image right_rect =
-      from_check_bytes(as_bytes(right_out, pixel_count(geometry.right_rectified) * sample_bytes),
-                       geometry.right_rectified, left.bits);
-
-  row_error_options measure_options;
-  measure_options.max_row_error = options.max_row_error;
-  const row_error_result row_error =
-      measure_row_error(view_of(left_rect), view_of(right_rect), measure_options);
-  if (row_error.status == row_error_status::bad_input) {
-    return report_failure(kExitFailure, row_error.message);
-  }
-
-  std::vector<encoded_picture> pictures;
-  const char* failed = nullptr;
-  const auto add_gray = [&](const char* name, const gray_image& picture) {
-    std::string png;
-    if (!encode_png(picture, png, error)) {
-      failed = name;
-      return false;
-    }
-    pictures.push_back(
-        {name,
-         size_text(picture.width, picture.height) + ", " + std::to_string(picture.bits) + "-bit",
-         std::move(png)});
-    return true;
-  };
-  const auto add_colour = [&](const char* name, rgb_picture picture) {
-    colour_image out;
-    out.width = picture.width;
-    out.height = picture.height;
-    out.rgb = std::move(picture.rgb);
-    std::string png;
-    if (!encode_colour_png(out, png, error)) {
-      failed = name;
-      return false;
-    }
-    pictures.push_back({name, size_text(out.width, out.height) + ", 8-bit RGB", std::move(png)});
-    return true;
-  };
-  bool encoded =
-      add_gray(kLeftName, left_rect) && add_gray(kRightName, right_rect) &&
-      add_gray(kSideBySideName, side_by_side(left_rect, right_rect)) &&
-      add_colour(kRowErrorName, draw_row_error(view_of(left_rect), left_rect.bits, row_error));
-  if (encoded && with_depth) {
-    if (geometry.rgb.width <= 0 || geometry.rgb.height <= 0) {
-      return report_failure(kExitFailure, "the RGB image of the depth-to-colour record is " +
-                                              size_text(geometry.rgb.width, geometry.rgb.height) +
-                                              " pixels: nothing to reproject into");
-    }
-    std::vector<uint16_t> depth_out(pixel_count(geometry.rgb), 0);
-    check_soc_calib_debug(nullptr, nullptr, nullptr, nullptr, depth.pixels.data(), depth_out.data(),
-                          kDebugFormat16Bit);
-    gray_image in_rgb;
-    in_rgb.width = geometry.rgb.width;
-    in_rgb.height = geometry.rgb.height;
-    in_rgb.bits = 16;
-    in_rgb.pixels = std::move(depth_out);
-    encoded = add_gray(kDepthName, in_rgb);
-    if (encoded && with_rgb) {
-      rgb_picture photo;
-      photo.width = colour.width;
-      photo.height = colour.height;
-      photo.rgb = std::move(colour.rgb);
-      encoded = add_colour(kDepthOverRgbName, overlay_depth(photo, view_of(in_rgb)));
-    }
-  }
-  if (!encoded) {
-    return report_failure(kExitUsage, output_path(options.out_dir, failed) + ": " + error);
-  }
-
-  std::vector<output_file> outputs;
-  outputs.reserve(pictures.size());
-  for (const encoded_picture& picture : pictures) {
-    outputs.push_back({output_path(options.out_dir, picture.name), picture.png});
-  }
+/// Writes the pictures, none of them over an input; kExitOk or the failure.
+int write_pictures(const calibration_inputs& inputs, const rectify_check_options& options,
+                   const std::vector<output_file>& outputs) {
   std::vector<std::string> input_files = inputs.input_files();
-  input_files.push_back(options.left);
-  input_files.push_back(options.right);
-  if (with_depth) input_files.push_back(options.depth);
-  if (with_rgb) input_files.push_back(options.rgb);
+  for (const std::string* path : {&options.left, &options.right, &options.depth, &options.rgb}) {
+    if (!path->empty()) input_files.push_back(*path);
+  }
   if (const int status = prepare_out_dir(options.out_dir); status != kExitOk) return status;
+  std::string error;
   if (!write_outputs(input_files, outputs, options.output, error)) {
     return report_failure(kExitUsage, error);
   }
+  return kExitOk;
+}
 
+/// The pictures written and the measurement, as lines or one JSON document.
+void print_results(const rectify_check_options& options,
+                   const std::vector<output_picture>& pictures,
+                   const std::vector<output_file>& outputs, const row_error_result& row_error) {
   if (options.json) {
     std::vector<std::pair<std::string, std::string>> written;
+    written.reserve(outputs.size());
     for (std::size_t i = 0; i < outputs.size(); ++i) {
       written.emplace_back(pictures[i].name, outputs[i].path);
     }
     std::printf("%s\n", rectify_check_json(row_error, written).dump(2).c_str());
   } else {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-      std::printf("wrote %s (%s)\n", outputs[i].path.c_str(), pictures[i].description.c_str());
+      std::printf("wrote %s (%s)\n", outputs[i].path.c_str(), pictures[i].description().c_str());
     }
     for (const std::string& line : row_error_region_lines(row_error)) {
       std::printf("%s\n", line.c_str());
@@ -410,6 +372,39 @@ int run_rectify_check(const rectify_check_options& options) {
     if (row_error.measured()) std::printf("%s\n", row_error_verdict_line(row_error).c_str());
   }
   std::fflush(stdout);
+}
+
+int run_rectify_check(const rectify_check_options& options) {
+  if (const int status = check_options(options); status != kExitOk) return status;
+  calibration_inputs inputs;
+  if (const int status = show(inputs.load(options.source), options.source.level());
+      status != kExitOk) {
+    return status;
+  }
+  input_pictures pictures;
+  if (const int status = load_pictures(options, pictures); status != kExitOk) return status;
+  checked_pictures checked;
+  if (const int status = run_check(inputs, options, pictures, checked); status != kExitOk) {
+    return status;
+  }
+
+  row_error_options measure_options;
+  measure_options.max_row_error = options.max_row_error;
+  const row_error_result row_error =
+      measure_row_error(view_of(checked.left), view_of(checked.right), measure_options);
+  if (row_error.status == row_error_status::bad_input) {
+    return report_failure(kExitFailure, row_error.message);
+  }
+
+  const std::vector<output_picture> written = make_pictures(checked, pictures, row_error);
+  std::vector<output_file> outputs;
+  if (const int status = encode_pictures(written, options.out_dir, outputs); status != kExitOk) {
+    return status;
+  }
+  if (const int status = write_pictures(inputs, options, outputs); status != kExitOk) {
+    return status;
+  }
+  print_results(options, written, outputs, row_error);
   if (!row_error.measured()) return report_failure(kExitFailure, row_error.message);
   return row_error.passed() ? kExitOk : kExitFailure;
 }

@@ -36,6 +36,9 @@ void add_update_baseline_command(CLI::App& app, int& exit_code);
 void add_update_fb_command(CLI::App& app, int& exit_code);
 /// Refuses to run in Windows builds (no fork()).
 void add_batch_command(CLI::App& app, int& exit_code);
+/// The batch's worker mode (process_pool.h): true, with the exit status, when
+/// this process was started as one of its workers.
+bool run_batch_worker(int argc, char** argv, int& status);
 
 }  // namespace deflash_cli
 

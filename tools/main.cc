@@ -76,6 +76,8 @@ int main(int argc, char** argv) {
 #endif
   // Nothing may end the tool without a line saying why.
   try {
+    int worker_status = 0;
+    if (deflash_cli::run_batch_worker(argc, argv, worker_status)) return worker_status;
     return run(argc, argv);
   } catch (const std::bad_alloc&) {
     std::fflush(stdout);

@@ -7,10 +7,12 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <string>
 #include <system_error>
 
 #include "deflash.h"
 #include "host/base/outcome.h"
+#include "host/batch/batch_request.h"
 #include "host/batch/process_pool.h"
 #include "host/images/image_builders.h"
 
@@ -68,15 +70,71 @@ calibration_source_options source_of(const batch_module& module, const batch_set
   return source;
 }
 
+/// The images a module has, by the name an image worker's request gives.
+constexpr const char* kCalibImage = "calib";
+constexpr const char* kStartRowImage = "startrow";
+constexpr const char* kDeConfigImage = "deconfig";
+
+std::string deconfig_scratch(const batch_module& module, const batch_settings& settings) {
+  return (fs::path(settings.out_dir) / module.name / kDeConfigImageName).generic_string();
+}
+
+/// Loads the module's calibration and configurations, then runs `build` on
+/// them: how each calibration image of a module starts.
+outcome from_inputs(const calibration_source_options& source,
+                    const std::function<outcome(const calibration_inputs&)>& build) {
+  calibration_inputs inputs;
+  outcome result = inputs.load(source);
+  if (!result.ok()) return result;
+  result.append(build(inputs));
+  return result;
+}
+
+/// Builds the image the request names, in this process: the worker's side.
+outcome build_image(const batch_request& request, std::string& image) {
+  const batch_module& module = request.module;
+  const batch_settings& settings = request.settings;
+  const calibration_source_options source = source_of(module, settings);
+  if (request.extra == kCalibImage) {
+    return from_inputs(source, [&](const calibration_inputs& inputs) {
+      if (module.has_serial) {
+        set_soc_sn(module.serial.parts[0], module.serial.parts[1], module.serial.parts[2]);
+      }
+      return build_calib_image(inputs, settings.timestamp, source, image, nullptr);
+    });
+  }
+  if (request.extra == kStartRowImage) {
+    return from_inputs(source, [&](const calibration_inputs& inputs) {
+      return build_startrow_image(inputs, source, image);
+    });
+  }
+  if (request.extra == kDeConfigImage) {
+    return build_deconfig_image(module.deconfig, deconfig_scratch(module, settings), image);
+  }
+  return fail(status::unusable, "internal error: no image called \"" + request.extra + "\"");
+}
+
+std::string run_image_request(const std::string& text) {
+  batch_request request;
+  if (!decode_request(text, request)) {
+    return encode_image_answer(answered([](std::string&) {
+      return fail(status::unusable, "internal error: the image worker's request did not read");
+    }));
+  }
+  return encode_image_answer(
+      answered([&request](std::string& image) { return build_image(request, image); }));
+}
+
 /// One image, built in a process of its own.
-bool build_isolated(const std::function<outcome(std::string&)>& build, std::string& image,
-                    module_result& result) {
+bool build_isolated(const char* which, const batch_module& module, const batch_settings& settings,
+                    std::string& image, module_result& result) {
   image_answer answer;
   bool decoded = false;
   std::string how;
   std::string error;
-  const bool ran = run_in_processes(
-      1, 1, [&build](std::size_t) { return encode_image_answer(answered(build)); },
+  const batch_request request{module, settings, which};
+  const bool ran = run_workers(
+      1, 1, kBatchImageWorker, [&request](std::size_t) { return encode_request(request); },
       [&](std::size_t, const process_outcome& outcome) {
         decoded = outcome.finished && decode_image_answer(outcome.answer, answer);
         how = outcome.finished ? "handed back no answer" : outcome.how;
@@ -108,17 +166,6 @@ bool build_isolated(const std::function<outcome(std::string&)>& build, std::stri
   return true;
 }
 
-/// Loads the module's calibration and configurations, then runs `build` on
-/// them: how each calibration image of a module starts.
-outcome from_inputs(const calibration_source_options& source,
-                    const std::function<outcome(const calibration_inputs&)>& build) {
-  calibration_inputs inputs;
-  outcome result = inputs.load(source);
-  if (!result.ok()) return result;
-  result.append(build(inputs));
-  return result;
-}
-
 module_result build_and_write(const batch_module& module, const batch_settings& settings,
                               const fs::path& folder) {
   module_result result;
@@ -127,37 +174,14 @@ module_result build_and_write(const batch_module& module, const batch_settings& 
     result.messages.push_back(module.problem);
     return result;
   }
-  const calibration_source_options source = source_of(module, settings);
-  const std::string deconfig_out = (folder / kDeConfigImageName).generic_string();
-
+  const std::string deconfig_out = deconfig_scratch(module, settings);
   std::string calib_image;
-  const bool calib_built = build_isolated(
-      [&](std::string& image) {
-        return from_inputs(source, [&](const calibration_inputs& inputs) {
-          if (module.has_serial) {
-            set_soc_sn(module.serial.parts[0], module.serial.parts[1], module.serial.parts[2]);
-          }
-          return build_calib_image(inputs, settings.timestamp, source, image, nullptr);
-        });
-      },
-      calib_image, result);
-  if (!calib_built) return result;
+  if (!build_isolated(kCalibImage, module, settings, calib_image, result)) return result;
   std::string startrow_image;
-  const bool startrow_built = build_isolated(
-      [&](std::string& image) {
-        return from_inputs(source, [&](const calibration_inputs& inputs) {
-          return build_startrow_image(inputs, source, image);
-        });
-      },
-      startrow_image, result);
-  if (!startrow_built) return result;
+  if (!build_isolated(kStartRowImage, module, settings, startrow_image, result)) return result;
   std::string deconfig_image;
-  if (module.has_deconfig && !build_isolated(
-                                 [&](std::string& image) {
-                                   return build_deconfig_image(module.deconfig, deconfig_out,
-                                                               image);
-                                 },
-                                 deconfig_image, result)) {
+  if (module.has_deconfig &&
+      !build_isolated(kDeConfigImage, module, settings, deconfig_image, result)) {
     return result;
   }
 
@@ -184,6 +208,8 @@ module_result build_and_write(const batch_module& module, const batch_settings& 
 }
 
 }  // namespace
+
+const worker_kind kBatchImageWorker{"batch-image", run_image_request};
 
 module_result build_module(const batch_module& module, const batch_settings& settings) {
   const auto start = std::chrono::steady_clock::now();

@@ -15,9 +15,6 @@
 namespace deflash_host {
 namespace {
 
-/// Exit status of a child whose work threw: the parent reports it as such.
-constexpr int kWorkThrew = 3;
-
 struct running_child {
   pid_t pid = -1;
   int fd = -1;

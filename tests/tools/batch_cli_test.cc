@@ -26,7 +26,11 @@ using deflash_test::run_tool;
 using deflash_test::temp_dir;
 using deflash_test::tool_run;
 
-const std::string kExampleModule = DEFLASH_SOURCE_DIR "/examples/module";
+// Windows takes a path from the root without a drive ("/work/...") on the
+// drive of the manifest's folder, the temporary folder's: the manifests name
+// the source tree with its drive.
+const std::string kExampleModule =
+    fs::absolute(DEFLASH_SOURCE_DIR "/examples/module").generic_string();
 const std::string kCalibration = kExampleModule + "/calibration.json";
 const std::string kCloseConfig = kExampleModule + "/calib_close.ini";
 const std::string kLongConfig = kExampleModule + "/calib_long.ini";

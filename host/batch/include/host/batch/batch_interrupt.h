@@ -1,6 +1,7 @@
 // Ctrl-C and SIGTERM during a batch: noted, not obeyed at once, so that the
 // driver stops handing out modules, waits for its workers and reports what
-// finished (POSIX only).
+// finished. On Windows, Ctrl-C and Ctrl-Break through a console control
+// handler.
 #ifndef DEFLASH_HOST_BATCH_INTERRUPT_H_
 #define DEFLASH_HOST_BATCH_INTERRUPT_H_
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/batch/batch_manifest.h"
+#include "host/batch/process_pool.h"
 #include "host/files/safe_output.h"
 
 namespace deflash_host {
@@ -43,6 +44,9 @@ struct module_result {
 constexpr const char* kCalibImageName = "calib.bin";
 constexpr const char* kStartRowImageName = "startrow.bin";
 constexpr const char* kDeConfigImageName = "deconfig.bin";
+
+/// The worker that builds one image of a module in a process of its own.
+extern const worker_kind kBatchImageWorker;
 
 /// Builds each image of `module` in a fresh child process (the library keeps
 /// what one call loaded for the next, so every image starts from the state a

@@ -69,6 +69,24 @@ picture_status decode_colour_png(const std::string& path, const std::string& byt
 /// Encodes `image` as an 8-bit RGB PNG into `png`. Returns false with one
 /// line in `error` when libpng refuses.
 bool encode_colour_png(const colour_image& image, std::string& png, std::string& error);
+/// One picture of encode_pngs: its PNG, or why libpng refused.
+struct png_encoding {
+  bool encoded = false;
+  std::string png;
+  std::string error;
+};
+
+/// A picture for encode_pngs: a grey or a colour one, exactly one set.
+struct picture_ref {
+  const gray_image* gray = nullptr;
+  const colour_image* colour = nullptr;
+};
+
+/// Encodes each of `pictures` as encode_png or encode_colour_png does, each
+/// on a thread of its own: compression is most of the time a command that
+/// writes pictures takes, and the pictures share nothing. The bytes are
+/// those the single encoders write.
+std::vector<png_encoding> encode_pngs(const std::vector<picture_ref>& pictures);
 
 }  // namespace deflash_host
 
