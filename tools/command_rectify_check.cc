@@ -255,7 +255,7 @@ colour_image colour_of(rgb_picture picture) {
 /// One picture the command writes: its name in the folder and the picture,
 /// grey or colour.
 struct output_picture {
-  const char* name;
+  const char* name = nullptr;
   gray_image gray;
   colour_image colour;
   bool is_colour = false;
@@ -267,31 +267,65 @@ struct output_picture {
   }
 };
 
-/// The pictures to write, in the order they are written and listed.
-std::vector<output_picture> make_pictures(checked_pictures& checked, input_pictures& inputs,
-                                          const row_error_result& row_error) {
+output_picture grey_output(const char* name, gray_image picture) {
+  output_picture out;
+  out.name = name;
+  out.gray = std::move(picture);
+  return out;
+}
+
+output_picture colour_output(const char* name, rgb_picture picture) {
+  output_picture out;
+  out.name = name;
+  out.colour = colour_of(std::move(picture));
+  out.is_colour = true;
+  return out;
+}
+
+/// The pictures of the rectification itself: left, right, side by side,
+/// then the depth in the RGB camera when a depth picture was given.
+std::vector<output_picture> rectified_pictures(checked_pictures& checked) {
   std::vector<output_picture> pictures;
-  pictures.reserve(6);
+  pictures.reserve(4);
   gray_image both = side_by_side(checked.left, checked.right);
-  colour_image error_map =
-      colour_of(draw_row_error(view_of(checked.left), checked.left.bits, row_error));
-  pictures.push_back({kLeftName, std::move(checked.left), {}, false});
-  pictures.push_back({kRightName, std::move(checked.right), {}, false});
-  pictures.push_back({kSideBySideName, std::move(both), {}, false});
-  pictures.push_back({kRowErrorName, {}, std::move(error_map), true});
-  if (checked.depth_in_rgb.pixels.empty()) return pictures;
-  colour_image over_rgb;
-  const bool with_rgb = !inputs.rgb.rgb.empty();
-  if (with_rgb) {
+  pictures.push_back(grey_output(kLeftName, std::move(checked.left)));
+  pictures.push_back(grey_output(kRightName, std::move(checked.right)));
+  pictures.push_back(grey_output(kSideBySideName, std::move(both)));
+  if (!checked.depth_in_rgb.pixels.empty()) {
+    pictures.push_back(grey_output(kDepthName, std::move(checked.depth_in_rgb)));
+  }
+  return pictures;
+}
+
+/// The pictures drawn from the measurement and the colour picture: the row
+/// error over the left picture, the depth laid over the colour picture.
+std::vector<output_picture> measured_pictures(const std::vector<output_picture>& rectified,
+                                              input_pictures& inputs,
+                                              const row_error_result& row_error) {
+  std::vector<output_picture> pictures;
+  const gray_image& left = rectified[0].gray;
+  pictures.push_back(
+      colour_output(kRowErrorName, draw_row_error(view_of(left), left.bits, row_error)));
+  if (rectified.size() > 3 && !inputs.rgb.rgb.empty()) {
     rgb_picture photo;
     photo.width = inputs.rgb.width;
     photo.height = inputs.rgb.height;
     photo.rgb = std::move(inputs.rgb.rgb);
-    over_rgb = colour_of(overlay_depth(photo, view_of(checked.depth_in_rgb)));
+    pictures.push_back(
+        colour_output(kDepthOverRgbName, overlay_depth(photo, view_of(rectified[3].gray))));
   }
-  pictures.push_back({kDepthName, std::move(checked.depth_in_rgb), {}, false});
-  if (with_rgb) pictures.push_back({kDepthOverRgbName, {}, std::move(over_rgb), true});
   return pictures;
+}
+
+/// Starts encoding `pictures` on threads of their own.
+std::future<std::vector<png_encoding>> start_encoding(const std::vector<output_picture>& pictures) {
+  std::vector<picture_ref> refs;
+  refs.reserve(pictures.size());
+  for (const output_picture& picture : pictures) {
+    refs.push_back(picture.is_colour ? picture_ref{nullptr, &picture.colour}
+                                     : picture_ref{&picture.gray, nullptr});
+  }
+  return std::async(std::launch::async, [refs] { return encode_pngs(refs); });
 }
 
 std::string output_path(const std::string& dir, const char* name) {
@@ -300,22 +334,28 @@ std::string output_path(const std::string& dir, const char* name) {
   return (last == '/' || last == '\\') ? dir + name : dir + "/" + name;
 }
 
-/// Encodes the pictures, all at once, into the files to write; kExitOk or
-/// the first failure after its line.
-int encode_pictures(const std::vector<output_picture>& pictures, const std::string& out_dir,
-                    std::vector<output_file>& outputs) {
-  std::vector<picture_ref> refs;
-  refs.reserve(pictures.size());
-  for (const output_picture& picture : pictures) {
-    refs.push_back(picture.is_colour ? picture_ref{nullptr, &picture.colour}
-                                     : picture_ref{&picture.gray, nullptr});
-  }
-  std::vector<png_encoding> encodings = encode_pngs(refs);
-  outputs.reserve(pictures.size());
-  for (std::size_t i = 0; i < pictures.size(); ++i) {
-    const std::string path = output_path(out_dir, pictures[i].name);
-    if (!encodings[i].encoded) return report_failure(kExitUsage, path + ": " + encodings[i].error);
-    outputs.push_back({path, std::move(encodings[i].png)});
+/// The pictures in the order they are written and listed, each with its
+/// encoding: the rectification's, the row error's before the depth's, the
+/// overlay last.
+std::vector<std::pair<const output_picture*, png_encoding*>> in_order(
+    const std::vector<output_picture>& rectified, std::vector<png_encoding>& rectified_png,
+    const std::vector<output_picture>& measured, std::vector<png_encoding>& measured_png) {
+  std::vector<std::pair<const output_picture*, png_encoding*>> order;
+  for (std::size_t i = 0; i < 3; ++i) order.emplace_back(&rectified[i], &rectified_png[i]);
+  order.emplace_back(&measured[0], &measured_png[0]);
+  if (rectified.size() > 3) order.emplace_back(&rectified[3], &rectified_png[3]);
+  if (measured.size() > 1) order.emplace_back(&measured[1], &measured_png[1]);
+  return order;
+}
+
+/// The files to write; kExitOk or the first picture libpng refused, after its line.
+int encoded_outputs(const std::vector<std::pair<const output_picture*, png_encoding*>>& order,
+                    const std::string& out_dir, std::vector<output_file>& outputs) {
+  outputs.reserve(order.size());
+  for (const auto& [picture, encoding] : order) {
+    const std::string path = output_path(out_dir, picture->name);
+    if (!encoding->encoded) return report_failure(kExitUsage, path + ": " + encoding->error);
+    outputs.push_back({path, std::move(encoding->png)});
   }
   return kExitOk;
 }
@@ -353,18 +393,19 @@ int write_pictures(const calibration_inputs& inputs, const rectify_check_options
 
 /// The pictures written and the measurement, as lines or one JSON document.
 void print_results(const rectify_check_options& options,
-                   const std::vector<output_picture>& pictures,
+                   const std::vector<std::pair<const output_picture*, png_encoding*>>& pictures,
                    const std::vector<output_file>& outputs, const row_error_result& row_error) {
   if (options.json) {
     std::vector<std::pair<std::string, std::string>> written;
     written.reserve(outputs.size());
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-      written.emplace_back(pictures[i].name, outputs[i].path);
+      written.emplace_back(pictures[i].first->name, outputs[i].path);
     }
     std::printf("%s\n", rectify_check_json(row_error, written).dump(2).c_str());
   } else {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-      std::printf("wrote %s (%s)\n", outputs[i].path.c_str(), pictures[i].description().c_str());
+      std::printf("wrote %s (%s)\n", outputs[i].path.c_str(),
+                  pictures[i].first->description().c_str());
     }
     for (const std::string& line : row_error_region_lines(row_error)) {
       std::printf("%s\n", line.c_str());
@@ -388,17 +429,24 @@ int run_rectify_check(const rectify_check_options& options) {
     return status;
   }
 
+  // The rectified pictures are compressed while the pair is measured: the
+  // two take most of the command's time and share nothing.
+  const std::vector<output_picture> rectified = rectified_pictures(checked);
+  std::future<std::vector<png_encoding>> rectified_encoding = start_encoding(rectified);
   row_error_options measure_options;
   measure_options.max_row_error = options.max_row_error;
   const row_error_result row_error =
-      measure_row_error(view_of(checked.left), view_of(checked.right), measure_options);
+      measure_row_error(view_of(rectified[0].gray), view_of(rectified[1].gray), measure_options);
   if (row_error.status == row_error_status::bad_input) {
+    rectified_encoding.wait();
     return report_failure(kExitFailure, row_error.message);
   }
-
-  const std::vector<output_picture> written = make_pictures(checked, pictures, row_error);
+  const std::vector<output_picture> measured = measured_pictures(rectified, pictures, row_error);
+  std::vector<png_encoding> measured_png = start_encoding(measured).get();
+  std::vector<png_encoding> rectified_png = rectified_encoding.get();
+  const auto written = in_order(rectified, rectified_png, measured, measured_png);
   std::vector<output_file> outputs;
-  if (const int status = encode_pictures(written, options.out_dir, outputs); status != kExitOk) {
+  if (const int status = encoded_outputs(written, options.out_dir, outputs); status != kExitOk) {
     return status;
   }
   if (const int status = write_pictures(inputs, options, outputs); status != kExitOk) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -276,16 +277,28 @@ row_error_result measure_row_error(const gray_view& left, const gray_view& right
 
   const pyramid left_levels = build_pyramid(left);
   const pyramid right_levels = build_pyramid(right);
-  std::vector<row_match> candidates;
   int columns = 0;
+  for (int x = kGridMargin; x + kGridMargin < left.width; x += kGridStep) ++columns;
   int rows = 0;
-  for (int y = kGridMargin; y + kGridMargin < left.height; y += kGridStep, ++rows) {
-    columns = 0;
-    for (int x = kGridMargin; x + kGridMargin < left.width; x += kGridStep, ++columns) {
-      row_match match;
-      if (match_at(left_levels, right_levels, x, y, options, match)) candidates.push_back(match);
+  for (int y = kGridMargin; y + kGridMargin < left.height; y += kGridStep) ++rows;
+  // The grid's upper and lower halves are searched at once, on two threads;
+  // joined in row order the matches are those of one pass down the grid.
+  const auto search_rows = [&](int first, int last) {
+    std::vector<row_match> found;
+    for (int row = first; row < last; ++row) {
+      const int y = kGridMargin + row * kGridStep;
+      for (int x = kGridMargin; x + kGridMargin < left.width; x += kGridStep) {
+        row_match match;
+        if (match_at(left_levels, right_levels, x, y, options, match)) found.push_back(match);
+      }
     }
-  }
+    return found;
+  };
+  std::future<std::vector<row_match>> lower =
+      std::async(std::launch::async, search_rows, rows / 2, rows);
+  std::vector<row_match> candidates = search_rows(0, rows / 2);
+  const std::vector<row_match> lower_matches = lower.get();
+  candidates.insert(candidates.end(), lower_matches.begin(), lower_matches.end());
   result.matches = on_surfaces(left_levels, right_levels, candidates, columns, rows);
 
   result.figures = summarize_row_error(result.matches, left.width, left.height);
