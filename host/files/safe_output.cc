@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -153,6 +154,26 @@ std::string reserve_temporary(const std::string& target, std::string& error) {
   }
   std::fclose(file);
   return temporary;
+}
+
+std::string temporary_folder_path(const std::string& name, std::string& error) {
+  std::error_code ec;
+  const fs::path folder = fs::temp_directory_path(ec);
+  if (!ec) return (folder / name).string();
+  // Name what the temporary folder came from, as the standard library chose it.
+#ifdef _WIN32
+  error = "the temporary folder cannot be used (" + ec.message() + ")";
+#else
+  std::string source = "/tmp";
+  for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+    if (const char* value = std::getenv(variable)) {
+      source = std::string(variable) + "=" + value;
+      break;
+    }
+  }
+  error = source + ": cannot be used as the temporary folder (" + ec.message() + ")";
+#endif
+  return std::string();
 }
 
 bool write_outputs(const std::vector<std::string>& inputs, const std::vector<output_file>& outputs,
