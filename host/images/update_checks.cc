@@ -240,6 +240,11 @@ outcome check_update_values(const update_request& request) {
   if (request.kind == update_kind::baseline && !std::isfinite(request.baseline)) {
     return fail(status::unusable, "--baseline: not a finite number");
   }
+  // The library reads an empty pair list as a parameter error of its own;
+  // the tool's --fb is required, and so is a pair from every front end.
+  if (request.kind != update_kind::baseline && request.pairs.empty()) {
+    return fail(status::unusable, "give at least one --fb pair");
+  }
   if (request.index && *request.index < 0) {
     return fail(status::unusable, "--index " + std::to_string(*request.index) +
                                       " must be 0 or more; leave --index out to update every "
