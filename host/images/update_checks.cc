@@ -241,8 +241,9 @@ outcome check_update_values(const update_request& request) {
     return fail(status::unusable, "--baseline: not a finite number");
   }
   // The library reads an empty pair list as a parameter error of its own;
-  // the tool's --fb is required, and so is a pair from every front end.
-  if (request.kind != update_kind::baseline && request.pairs.empty()) {
+  // the tool's --fb is required, and so is a pair from every front end. (The
+  // baseline update's pairs are held to every entry, which names them.)
+  if (request.kind == update_kind::fb_d2c && request.pairs.empty()) {
     return fail(status::unusable, "give at least one --fb pair");
   }
   if (request.index && *request.index < 0) {
