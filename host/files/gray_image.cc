@@ -5,8 +5,8 @@
 #include <png.h>
 
 #include <cctype>
-#include <cstdint>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <future>

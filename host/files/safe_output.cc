@@ -186,7 +186,7 @@ std::string temporary_folder_path(const std::string& name, std::string& error) {
   std::error_code ec;
   const fs::path folder = fs::temp_directory_path(ec);
   if (!ec) return (folder / name).string();
-  // Name what the temporary folder came from, as the standard library chose it.
+    // Name what the temporary folder came from, as the standard library chose it.
 #ifdef _WIN32
   error = "the temporary folder cannot be used (" + ec.message() + ")";
 #else

@@ -288,12 +288,19 @@ std::string png_header_only(uint32_t width, uint32_t height, uint8_t colour_type
 
 /// rectify-check of the example module with the pictures given.
 std::vector<std::string> rectify_check(const temp_dir& dir, const std::string& left,
-                                       const std::string& right, std::vector<std::string> more = {}) {
-  std::vector<std::string> args = {"rectify-check", "--calibration", kModule + "/calibration.json",
-                                   "--config",      kModule + "/calib_close.ini",
-                                   "--left",        left,
-                                   "--right",       right,
-                                   "--out-dir",     dir.file("checked")};
+                                       const std::string& right,
+                                       std::vector<std::string> more = {}) {
+  std::vector<std::string> args = {"rectify-check",
+                                   "--calibration",
+                                   kModule + "/calibration.json",
+                                   "--config",
+                                   kModule + "/calib_close.ini",
+                                   "--left",
+                                   left,
+                                   "--right",
+                                   right,
+                                   "--out-dir",
+                                   dir.file("checked")};
   args.insert(args.end(), more.begin(), more.end());
   return args;
 }
@@ -312,16 +319,24 @@ std::string example_edited(const std::string& path, const std::string& from,
 std::vector<std::string> calib_json_ros(const temp_dir& dir, const std::string& left) {
   dir.write("module.json", "previous calibration");
   const std::string ros = kExamples + "/ros/";
-  return {"calib-json",          "--from",       "ros", dir.write("left.yaml", left),
-          ros + "ir_right.yaml", ros + "ir_rgb_left.yaml", ros + "ir_rgb_rgb.yaml",
-          "--temperatures",      "35,35,38",     "--out", dir.file("module.json")};
+  return {"calib-json",
+          "--from",
+          "ros",
+          dir.write("left.yaml", left),
+          ros + "ir_right.yaml",
+          ros + "ir_rgb_left.yaml",
+          ros + "ir_rgb_rgb.yaml",
+          "--temperatures",
+          "35,35,38",
+          "--out",
+          dir.file("module.json")};
 }
 
 /// calib-json of a Kalibr camchain with text `camchain`.
 std::vector<std::string> calib_json_kalibr(const temp_dir& dir, const std::string& camchain) {
   dir.write("module.json", "previous calibration");
-  return {"calib-json", "--from", "kalibr", dir.write("camchain.yaml", camchain),
-          "--temperatures", "35,35,38", "--out", dir.file("module.json")};
+  return {"calib-json",     "--from",   "kalibr", dir.write("camchain.yaml", camchain),
+          "--temperatures", "35,35,38", "--out",  dir.file("module.json")};
 }
 
 /// A folder `lot` holding module A1 alone, with the shared configuration.
