@@ -209,6 +209,19 @@ def test_a_temporary_folder_that_cannot_be_used_is_named(tmp_path, monkeypatch):
     assert os.listdir(tmp_path) == []
 
 
+def test_an_integer_beyond_a_double_is_refused_by_its_argument_name():
+    image = deflash.calibration_image(CALIBRATION, [CLOSE], timestamp=1700000000)
+    assert refusal(deflash.UsageError, lambda: deflash.update_baseline(image, -2**2000)) == (
+        "baseline: not a finite number")
+    assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(
+        image, [(2**2000, -50.0)])) == (
+        "pair inf:-50.0: expected FOCAL:BASELINE, two finite numbers")
+    assert refusal(deflash.UsageError, lambda: deflash.import_calibration(
+        "kalibr", temperatures=(2**2000, 35, 38),
+        camchain=os.path.join(EXAMPLES, "kalibr", "camchain.yaml"))) == (
+        'temperatures "inf,35.0,38.0" must be three numbers L,R,LDM (degrees Celsius)')
+
+
 def test_update_multi_fb_d2c_needs_a_pair():
     image = deflash.calibration_image(CALIBRATION, [CLOSE], timestamp=1700000000)
     assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(image, [])) == (
