@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 
 #include "calib_image/calib_image_layout.h"
 #include "deflash.h"
@@ -77,11 +76,11 @@ int call_library(const update_request& request, const std::string& scratch, cons
 /// The library writes its own file: it writes a scratch file next to the
 /// target (or in the temporary folder for a dry run), whose bytes are taken.
 outcome patch_with_library(const update_request& request, std::string& patched) {
-  const std::string target =
-      request.scratch_beside.empty()
-          ? (std::filesystem::temp_directory_path() / "deflash-dry-run.bin").string()
-          : request.scratch_beside;
   std::string error;
+  const std::string target = request.scratch_beside.empty()
+                                 ? temporary_folder_path("deflash-dry-run.bin", error)
+                                 : request.scratch_beside;
+  if (target.empty()) return fail(status::unusable, error);
   const std::string scratch = reserve_temporary(target, error);
   if (scratch.empty()) return fail(status::unusable, error);
   outcome result;

@@ -2,10 +2,8 @@
 #include <pybind11/stl.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "bindings.h"
@@ -31,10 +29,9 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 /// of the temporary folder, which the outcome's lines name "image".
 outcome update_bytes(deflash_host::update_request& request, const std::string& image,
                      deflash_host::update_result& updated) {
-  std::error_code ignored;
-  const std::string target =
-      (std::filesystem::temp_directory_path(ignored) / "deflash-image.bin").string();
   std::string error;
+  const std::string target = deflash_host::temporary_folder_path("deflash-image.bin", error);
+  if (target.empty()) return deflash_host::fail(deflash_host::status::unusable, error);
   const std::string scratch = deflash_host::reserve_temporary(target, error);
   if (scratch.empty()) return deflash_host::fail(deflash_host::status::unusable, error);
   std::FILE* file = std::fopen(scratch.c_str(), "wb");
