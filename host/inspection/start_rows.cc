@@ -6,6 +6,7 @@
 #include <string>
 
 #include "calib_image/start_row_layout.h"
+#include "item_table.h"
 #include "rectify/register_elements.h"
 #include "rectify/start_rows_table.h"
 #include "tree.h"
@@ -68,12 +69,9 @@ constexpr std::size_t kEntryKeyAt = kStartRowEntryKeyOffset - kItemKeyOffset;
 /// length, or 0 when the header is short or its length does not fit the file
 /// (a valid length is never below the header's size).
 std::size_t decode_header(tree_node& node, checks& c, byte_view file) {
-  tree_node& header = add_child(node, "header");
-  if (!file.has(0, kStartRowHeaderBytes)) {
-    c.fail("header", "size", std::to_string(kStartRowHeaderBytes) + " bytes",
-           std::to_string(file.size()) + " bytes");
-    return 0;
-  }
+  tree_node* found = add_header(node, c, file, kStartRowHeaderBytes);
+  if (found == nullptr) return 0;
+  tree_node& header = *found;
   add_hex(header, "magic", file, kSectionMagicOffset);
   const uint32_t length = file.u32(kStartRowLengthOffset);
   add_u32(header, "length", file, kStartRowLengthOffset);

@@ -1,0 +1,48 @@
+// The shape the calibration sections and the depth-engine blocks share: a
+// header that counts items of one size, a length sealed by a CRC, the items.
+#ifndef DEFLASH_HOST_INSPECT_ITEM_TABLE_H_
+#define DEFLASH_HOST_INSPECT_ITEM_TABLE_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "tree.h"
+
+namespace deflash_host {
+
+/// An item table as its header states it, with what its layout expects.
+struct item_table {
+  std::size_t header_bytes = 0;  ///< the items start behind the header
+  std::size_t crc_at = 0;        ///< the header's CRC field
+  uint32_t layout_item_size = 0;
+  uint32_t length = 0;  ///< the header's fields
+  uint32_t count = 0;
+  uint32_t item_size = 0;
+};
+
+/// Adds the "header" child of `node`; null, with a failure naming both
+/// sizes, when `area` is shorter than a header of `header_bytes`.
+tree_node* add_header(tree_node& node, checks& c, byte_view area, std::size_t header_bytes);
+
+/// Checks the item size against the layout, the length against the count,
+/// that the length fits `area`, and the CRC where it does. Returns whether
+/// the items can be located safely.
+bool check_item_table(tree_node& header, checks& c, byte_view area, const item_table& table);
+
+/// Adds a child "item N" of `node` for each item and calls
+/// `decode(name, bytes, item_node, index)` for it.
+template <typename Decode>
+void decode_items(tree_node& node, byte_view area, const item_table& table, Decode&& decode) {
+  for (uint32_t i = 0; i < table.count; ++i) {
+    const std::string name = "item " + std::to_string(i);
+    const byte_view bytes =
+        area.sub(table.header_bytes + std::size_t{i} * table.item_size, table.item_size);
+    tree_node& item_node = add_child(node, name);
+    decode(name, bytes, item_node, i);
+  }
+}
+
+}  // namespace deflash_host
+
+#endif  // DEFLASH_HOST_INSPECT_ITEM_TABLE_H_
