@@ -9,8 +9,8 @@
 
 #include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
-#include "item_table.h"
 #include "rectify/register_elements.h"
+#include "section_header.h"
 #include "tree.h"
 
 namespace deflash_host {
@@ -271,18 +271,14 @@ std::string section_name(uint8_t id, const char* name) {
   return std::string(text) + " " + name;
 }
 
+constexpr item_table_fields kSectionTable{
+    deflash::kSectionHeaderBytes, deflash::kHeaderItemCountOffset, deflash::kHeaderItemSizeOffset};
+
 /// Adds the 60-byte header's fields and checks those that are the section's
 /// own; returns its item table.
 item_table decode_section_header(tree_node& header, checks& c, byte_view area,
                                  const deflash::calib_section_layout& layout, uint8_t id) {
-  add_hex(header, "magic", area, deflash::kHeaderMagicOffset);
-  item_table table;
-  table.header_bytes = deflash::kSectionHeaderBytes;
-  table.crc_at = deflash::kHeaderCrcOffset;
-  table.layout_item_size = layout.item_size;
-  table.length = area.u32(deflash::kHeaderLengthOffset);
-  add_u32(header, "length", area, deflash::kHeaderLengthOffset);
-  add_hex(header, "flash_address", area, deflash::kHeaderFlashAddressOffset);
+  add_section_start(header, area);
   add_u32(header, "version", area, deflash::kHeaderVersionOffset);
   const uint32_t stamp = area.u32(deflash::kHeaderTimestampOffset);
   add_raw(header, "timestamp", utc_time(stamp), stamp);
@@ -290,20 +286,14 @@ item_table decode_section_header(tree_node& header, checks& c, byte_view area,
   add_value(header, "serial_number", text_field(serial));
   add_value(header, "serial_bytes", hex_bytes(serial));
   add_hex(header, "item_magic", area, deflash::kHeaderItemMagicOffset);
-  table.count = area.u32(deflash::kHeaderItemCountOffset);
-  table.item_size = area.u32(deflash::kHeaderItemSizeOffset);
-  add_u32(header, "count", area, deflash::kHeaderItemCountOffset);
-  add_u32(header, "item_size", area, deflash::kHeaderItemSizeOffset);
+  add_item_table(header, area, kSectionTable);
 
-  c.expect_hex("header", "magic", deflash::section_magic(id),
-               area.u32(deflash::kHeaderMagicOffset));
-  c.expect_hex("header", "flash_address", layout.flash_address,
-               area.u32(deflash::kHeaderFlashAddressOffset));
+  expect_section_start(c, area, deflash::section_magic(id), layout.flash_address);
   c.expect_int("header", "version", deflash::kSectionHeaderVersion,
                area.u32(deflash::kHeaderVersionOffset));
   c.expect_hex("header", "item_magic", deflash::item_table_magic(layout.table_id),
                area.u32(deflash::kHeaderItemMagicOffset));
-  return table;
+  return read_item_table(area, kSectionTable, layout.item_size);
 }
 
 }  // namespace

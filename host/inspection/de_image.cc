@@ -7,7 +7,7 @@
 
 #include "de_config/de_image_layout.h"
 #include "deflash/de_config.h"
-#include "item_table.h"
+#include "section_header.h"
 #include "tree.h"
 
 namespace deflash_host {
@@ -138,35 +138,26 @@ struct block_kind {
   void (*decode)(tree_node&, byte_view);
 };
 
+constexpr item_table_fields kBlockTable{deflash::kBlockHeaderBytes, deflash::kBlockItemCountOffset,
+                                        deflash::kBlockItemSizeOffset};
+
 /// Adds the 36-byte header's fields and checks those that are the block's
 /// own; returns its item table.
 item_table decode_block_header(tree_node& header, checks& c, byte_view area,
                                const deflash::de_block_layout& layout) {
-  add_hex(header, "magic", area, deflash::kBlockMagicOffset);
-  item_table table;
-  table.header_bytes = deflash::kBlockHeaderBytes;
-  table.crc_at = deflash::kBlockCrcOffset;
-  table.layout_item_size = layout.item_size;
-  table.length = area.u32(deflash::kBlockLengthOffset);
-  add_u32(header, "length", area, deflash::kBlockLengthOffset);
-  add_hex(header, "flash_address", area, deflash::kBlockFlashAddressOffset);
+  add_section_start(header, area);
   add_u32(header, "format_version", area, deflash::kBlockFormatVersionOffset);
   const uint32_t version = area.u32(deflash::kBlockConfigVersionOffset);
   add_raw(header, "config_version", version_text(version), version);
   add_hex(header, "payload_magic", area, deflash::kBlockPayloadMagicOffset);
-  table.count = area.u32(deflash::kBlockItemCountOffset);
-  table.item_size = area.u32(deflash::kBlockItemSizeOffset);
-  add_u32(header, "count", area, deflash::kBlockItemCountOffset);
-  add_u32(header, "item_size", area, deflash::kBlockItemSizeOffset);
+  add_item_table(header, area, kBlockTable);
 
-  c.expect_hex("header", "magic", layout.section_magic, area.u32(deflash::kBlockMagicOffset));
-  c.expect_hex("header", "flash_address", layout.flash_address,
-               area.u32(deflash::kBlockFlashAddressOffset));
+  expect_section_start(c, area, layout.section_magic, layout.flash_address);
   c.expect_int("header", "format_version", deflash::kBlockFormatVersion,
                area.u32(deflash::kBlockFormatVersionOffset));
   c.expect_hex("header", "payload_magic", layout.payload_magic,
                area.u32(deflash::kBlockPayloadMagicOffset));
-  return table;
+  return read_item_table(area, kBlockTable, layout.item_size);
 }
 
 void decode_block(byte_view file, const block_kind& kind, report& out) {

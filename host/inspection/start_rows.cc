@@ -6,9 +6,9 @@
 #include <string>
 
 #include "calib_image/start_row_layout.h"
-#include "item_table.h"
 #include "rectify/register_elements.h"
 #include "rectify/start_rows_table.h"
+#include "section_header.h"
 #include "tree.h"
 
 namespace deflash_host {
@@ -72,15 +72,10 @@ std::size_t decode_header(tree_node& node, checks& c, byte_view file) {
   tree_node* found = add_header(node, c, file, kStartRowHeaderBytes);
   if (found == nullptr) return 0;
   tree_node& header = *found;
-  add_hex(header, "magic", file, kSectionMagicOffset);
-  const uint32_t length = file.u32(kStartRowLengthOffset);
-  add_u32(header, "length", file, kStartRowLengthOffset);
-  add_hex(header, "flash_address", file, kStartRowFlashAddressOffset);
+  const uint32_t length = add_section_start(header, file);
   add_hex(header, "reference_address", file, kStartRowReferenceAddressOffset);
   add_u32(header, "reference_count", file, kStartRowReferenceCountOffset);
-  c.expect_hex("header", "magic", kStartRowSectionMagic, file.u32(kSectionMagicOffset));
-  c.expect_hex("header", "flash_address", kStartRowFlashAddress,
-               file.u32(kStartRowFlashAddressOffset));
+  expect_section_start(c, file, kStartRowSectionMagic, kStartRowFlashAddress);
   for (std::size_t i = kStartRowReservedOffset; i < kStartRowHeaderBytes; ++i) {
     if (file.u8(i) != 0) {
       c.fail("header", "byte " + std::to_string(i), "0x00", "non-zero");
