@@ -1,10 +1,10 @@
 // Tests of host/images/fb_pairs.cc: the "F:B" texts of the updates.
+#include "host/images/fb_pairs.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
-
-#include "host/images/fb_pairs.h"
 
 namespace {
 
@@ -20,8 +20,8 @@ TEST(FbPairs, ReadsFocalLengthAndBaseline) {
 }
 
 TEST(FbPairs, RefusesWhatIsNoPairOfFiniteNumbers) {
-  for (const char* text : {"645", "645:", ":50", "645:50mm", "nan:50", "645:inf", "1e39:50",
-                           "a:b", "645 50"}) {
+  for (const char* text :
+       {"645", "645:", ":50", "645:50mm", "nan:50", "645:inf", "1e39:50", "a:b", "645 50"}) {
     fb_pair pair{1.0f, 2.0f};
     EXPECT_FALSE(parse_fb_pair(text, pair)) << text;
     EXPECT_EQ(pair.focal_length, 1.0f) << text;

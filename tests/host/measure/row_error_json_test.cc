@@ -1,11 +1,12 @@
 // Tests of host/measure/row_error_json.cc: the keyed row-error document that
 // rectify-check --json prints and Python's measure_rectification returns.
+#include "host/measure/row_error_json.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "host/measure/row_error.h"
-#include "host/measure/row_error_json.h"
 
 namespace {
 
