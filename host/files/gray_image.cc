@@ -133,13 +133,36 @@ class png_reader {
   png_infop info_ = nullptr;
 };
 
+/// Points `reader` at the PNG file's bytes, `source` keeping the place, with
+/// the largest side a camera has as the limit.
+void read_from(png_reader& reader, png_memory_source& source) {
+  png_set_read_fn(reader.png(), &source, read_png_bytes);
+  png_set_user_limits(reader.png(), kPngMaxSide, kPngMaxSide);
+}
+
+/// Reads the picture `header` announces (too_large already asked) into
+/// `raw`, `pixel_bytes` a pixel, rows top to bottom without padding: unknown
+/// for a damaged file.
+picture_status read_png_pixels(png_reader& reader, const png_header& header,
+                               std::size_t pixel_bytes, const std::string& path,
+                               std::vector<unsigned char>& raw, std::string& error) {
+  const std::size_t row_bytes = std::size_t{header.width} * pixel_bytes;
+  raw.assign(row_bytes * header.height, 0);
+  std::vector<png_bytep> rows(header.height);
+  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
+  if (!read_png_rows(reader.png(), rows.data())) {
+    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+    return picture_status::unknown;
+  }
+  return picture_status::ok;
+}
+
 picture_status decode_png(const std::string& path, const std::string& bytes, gray_image& image,
                           std::string& error) {
   png_reader reader;
   if (!reader.ready()) throw std::bad_alloc();
   png_memory_source source{reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), 0};
-  png_set_read_fn(reader.png(), &source, read_png_bytes);
-  png_set_user_limits(reader.png(), kPngMaxSide, kPngMaxSide);
+  read_from(reader, source);
 
   png_header header{};
   if (!read_png_header(reader.png(), reader.info(), &header)) {
@@ -157,15 +180,11 @@ picture_status decode_png(const std::string& path, const std::string& bytes, gra
             "-bit greyscale PNG; a camera picture must have 8 or 16 bits per pixel";
     return picture_status::rejected;
   }
+
   const std::size_t sample_bytes = header.bit_depth == 16 ? 2 : 1;
-  const std::size_t row_bytes = std::size_t{header.width} * sample_bytes;
-  std::vector<unsigned char> raw(row_bytes * header.height);
-  std::vector<png_bytep> rows(header.height);
-  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
-  if (!read_png_rows(reader.png(), rows.data())) {
-    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
-    return picture_status::unknown;
-  }
+  std::vector<unsigned char> raw;
+  const picture_status read = read_png_pixels(reader, header, sample_bytes, path, raw, error);
+  if (read != picture_status::ok) return read;
 
   image.width = static_cast<int>(header.width);
   image.height = static_cast<int>(header.height);
@@ -367,8 +386,7 @@ picture_status decode_colour_png(const std::string& path, const std::string& byt
   png_reader reader;
   if (!reader.ready()) throw std::bad_alloc();
   png_memory_source source{reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), 0};
-  png_set_read_fn(reader.png(), &source, read_png_bytes);
-  png_set_user_limits(reader.png(), kPngMaxSide, kPngMaxSide);
+  read_from(reader, source);
   png_header header{};
   if (!read_png_header(reader.png(), reader.info(), &header)) {
     error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
@@ -379,14 +397,10 @@ picture_status decode_colour_png(const std::string& path, const std::string& byt
     error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
     return picture_status::unknown;
   }
-  const std::size_t row_bytes = std::size_t{header.width} * 3;
-  std::vector<unsigned char> raw(row_bytes * header.height);
-  std::vector<png_bytep> rows(header.height);
-  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
-  if (!read_png_rows(reader.png(), rows.data())) {
-    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
-    return picture_status::unknown;
-  }
+  constexpr std::size_t kRgbBytes = 3;
+  std::vector<unsigned char> raw;
+  const picture_status read = read_png_pixels(reader, header, kRgbBytes, path, raw, error);
+  if (read != picture_status::ok) return read;
   image.width = static_cast<int>(header.width);
   image.height = static_cast<int>(header.height);
   image.rgb.assign(raw.begin(), raw.end());

@@ -8,6 +8,7 @@
 
 #include "bindings.h"
 #include "host/files/safe_output.h"
+#include "host/images/fb_pairs.h"
 #include "host/images/image_update.h"
 #include "host_call.h"
 
@@ -64,15 +65,8 @@ py::tuple update(const std::string& kind, const py::bytes& image, float baseline
   const std::string bytes = image;
   deflash_host::update_result updated;
   const outcome result = host_call(true, [&] {
-    for (const std::string& text : fb) {
-      deflash_host::fb_pair pair;
-      if (!deflash_host::parse_fb_pair(text, pair)) {
-        // The refusal of the tool's --fb, word for word.
-        return deflash_host::fail(deflash_host::status::unusable,
-                                  "--fb " + text + ": expected FOCAL:BASELINE, two finite numbers");
-      }
-      request.pairs.push_back(pair);
-    }
+    outcome pairs = deflash_host::parse_fb_pairs(fb, request.pairs);
+    if (!pairs.ok()) return pairs;
     return update_bytes(request, bytes, updated);
   });
   return py::make_tuple(outcome_dict(result), as_bytes(result.ok() ? updated.bytes : ""));
