@@ -240,6 +240,11 @@ outcome check_update_values(const update_request& request) {
   if (request.kind == update_kind::baseline && !std::isfinite(request.baseline)) {
     return fail(status::unusable, "--baseline: not a finite number");
   }
+  // A call that names no pair would patch nothing and still verify; the
+  // tool always gives one, other front ends may not.
+  if (request.kind != update_kind::baseline && request.pairs.empty()) {
+    return fail(status::unusable, "--fb: give at least one FOCAL:BASELINE pair");
+  }
   if (request.index && *request.index < 0) {
     return fail(status::unusable, "--index " + std::to_string(*request.index) +
                                       " must be 0 or more; leave --index out to update every "
