@@ -240,10 +240,12 @@ outcome check_update_values(const update_request& request) {
   if (request.kind == update_kind::baseline && !std::isfinite(request.baseline)) {
     return fail(status::unusable, "--baseline: not a finite number");
   }
-  // A call that names no pair would patch nothing and still verify; the
-  // tool always gives one, other front ends may not.
-  if (request.kind != update_kind::baseline && request.pairs.empty()) {
-    return fail(status::unusable, "--fb: give at least one FOCAL:BASELINE pair");
+  // An update-fb that names no pair would patch nothing and still verify;
+  // the tool always gives one, other front ends may not. (Without pairs the
+  // multi-baseline update leaves entries unmatched, which check_update_fits
+  // says entry by entry.)
+  if (request.kind == update_kind::fb_d2c && request.pairs.empty()) {
+    return fail(status::unusable, "--fb: no FOCAL:BASELINE pair given; nothing would be updated");
   }
   if (request.index && *request.index < 0) {
     return fail(status::unusable, "--index " + std::to_string(*request.index) +

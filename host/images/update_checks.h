@@ -29,7 +29,7 @@ struct update_entries {
 update_entries read_update_entries(const std::string& bytes, bool whole);
 
 /// Values that are wrong whatever the image: a negative index, a baseline
-/// that is not a number, pairs asked for and none given. Unusable with one
+/// that is not a number, no pair for update-fb. Unusable with one
 /// line.
 outcome check_update_values(const update_request& request);
 

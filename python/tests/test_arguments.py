@@ -137,6 +137,8 @@ def test_the_updates_check_their_values_and_the_image():
     assert refusal(deflash.CalibrationError, lambda: deflash.update_multi_baseline(image, [])) == (
         "image: depth-calculation entry 0 (focal length 645.07) has no pair within 1 of it; "
         "the depth-calculation entries' focal lengths are 645.07")
+    assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(image, [])) == (
+        "pair: no FOCAL:BASELINE pair given; nothing would be updated")
     assert refusal(deflash.UsageError, lambda: deflash.update_baseline(image, -50.0, -1)) == (
         "index -1 must be 0 or more; leave index out to update every entry")
     assert refusal(TypeError, lambda: deflash.update_multi_baseline(image, [1.0, 2.0])) == (
