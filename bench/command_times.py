@@ -44,7 +44,7 @@ def commands(out):
         ("inspect calib.bin", ["inspect", f"{out}/calib.bin"]),
         ("inspect --json calib.bin", ["inspect", "--json", f"{out}/calib.bin"]),
         ("diff calib.bin (two time stamps)", ["diff", f"{out}/calib.bin", f"{out}/calib_b.bin"]),
-        ("update-baseline", ["update-baseline", f"{out}/calib.bin", "--baseline", "50.5", "--out",
+        ("update-baseline", ["update-baseline", f"{out}/calib.bin", "--baseline", "-50.5", "--out",
                              f"{out}/updated.bin", "--force"]),
         ("rectify-check (left, right, depth)",
          ["rectify-check", "--calibration", f"{m}/calibration.json", "--config",

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "fuzz_check.h"
+#include "host/images/fb_pairs.h"
 #include "host/images/image_update.h"
 #include "update_checks.h"
 

@@ -25,7 +25,8 @@ cmake --build "$build" -j"$jobs"
 echo "== Test suite under Wine =="
 wine=$(grep -E '^DEFLASH_WINE:' "$build/CMakeCache.txt" | cut -d= -f2-)
 "$wine" wineboot --init > /dev/null 2>&1 || true
-# The suite under Wine held 764 tests before the 14 of the exported surface's guard came
-# (docs/windows.md); fewer than this floor means some went missing.
-bash scripts/run-ctest.sh "$build" 730
+# The suite under Wine holds 902 tests (docs/windows.md); fewer than this floor means some
+# went missing. Now and then Wine fails to start a program under load (the test "fails" in
+# 0.00 s with no output of its own): a second start tells that from a test that fails.
+bash scripts/run-ctest.sh "$build" 880 --repeat until-pass:2
 echo "deflash: Windows build passed its tests under Wine"

@@ -1,6 +1,10 @@
-// The calibration source options and --force on the command line.
+// The calibration source options and --force on the command line, and the
+// image commands' writing.
 #include "calibration_options.h"
 
+#include <cstdio>
+
+#include "commands.h"
 #include "import_options.h"
 
 namespace deflash_cli {
@@ -29,6 +33,19 @@ void add_calibration_source_options(CLI::App& command,
 void add_force_option(CLI::App& command, deflash_host::output_options& options) {
   command.add_flag("--force", options.force,
                    "Write through a symbolic link at an output path to the file it names");
+}
+
+int write_images(const std::vector<std::string>& input_files,
+                 const std::vector<deflash_host::output_file>& outputs,
+                 const deflash_host::output_options& options) {
+  std::string error;
+  if (!deflash_host::write_outputs(input_files, outputs, options, error)) {
+    return report_failure(kExitUsage, error);
+  }
+  for (const deflash_host::output_file& output : outputs) {
+    std::printf("wrote %s (%zu bytes)\n", output.path.c_str(), output.bytes.size());
+  }
+  return kExitOk;
 }
 
 }  // namespace deflash_cli

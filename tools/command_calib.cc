@@ -1,6 +1,5 @@
 // `deflash calib`: the calibration image (and optionally the raw-calibration
 // image) of one module for one or more camera modes.
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -61,14 +60,7 @@ int run_calib(const calib_options& options) {
   // made with would be flashed as if it were the whole job.
   std::vector<output_file> outputs{{options.out, image}};
   if (!raw_image.empty()) outputs.push_back({options.raw_out, raw_image});
-  std::string error;
-  if (!write_outputs(inputs.input_files(), outputs, options.output, error)) {
-    return report_failure(kExitUsage, error);
-  }
-  for (const output_file& output : outputs) {
-    std::printf("wrote %s (%zu bytes)\n", output.path.c_str(), output.bytes.size());
-  }
-  return kExitOk;
+  return write_images(inputs.input_files(), outputs, options.output);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // `deflash deconfig`: the depth-engine configuration image from DPU, D2C and
 // IR pre-ISP configuration files.
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,12 +30,7 @@ int run_deconfig(const deconfig_options& options) {
       status != kExitOk) {
     return status;
   }
-  std::string error;
-  if (!write_outputs(options.sources.files(), {{options.out, image}}, options.output, error)) {
-    return report_failure(kExitUsage, error);
-  }
-  std::printf("wrote %s (%zu bytes)\n", options.out.c_str(), image.size());
-  return kExitOk;
+  return write_images(options.sources.files(), {{options.out, image}}, options.output);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // `deflash startrow`: the start-row image of a module for one or more
 // camera modes.
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -31,12 +30,7 @@ int run_startrow(const startrow_options& options) {
       status != kExitOk) {
     return status;
   }
-  std::string error;
-  if (!write_outputs(inputs.input_files(), {{options.out, image}}, options.output, error)) {
-    return report_failure(kExitUsage, error);
-  }
-  std::printf("wrote %s (%zu bytes)\n", options.out.c_str(), image.size());
-  return kExitOk;
+  return write_images(inputs.input_files(), {{options.out, image}}, options.output);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "calibration_options.h"
 #include "commands.h"
 #include "host/files/safe_output.h"
+#include "host/images/fb_pairs.h"
 #include "host/images/image_update.h"
 
 namespace deflash_cli {
@@ -32,13 +33,8 @@ int make_request(update_kind kind, const update_options& options, update_request
   request.image = options.image;
   request.baseline = options.baseline;
   if (options.index_given) request.index = options.index;
-  for (const std::string& text : options.fb) {
-    fb_pair pair;
-    if (!parse_fb_pair(text, pair)) {
-      return report_failure(kExitUsage,
-                            "--fb " + text + ": expected FOCAL:BASELINE, two finite numbers");
-    }
-    request.pairs.push_back(pair);
+  if (const outcome pairs = parse_fb_pairs(options.fb, request.pairs); !pairs.ok()) {
+    return show(pairs);
   }
   if (!options.dry_run && options.out.empty()) {
     return report_failure(kExitUsage, "give the output file with --out FILE, or --dry-run");

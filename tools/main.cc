@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <io.h>
 #endif
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <new>
 #if defined(__GLIBC__)
@@ -68,6 +70,18 @@ int run(int argc, char** argv) {
   return exit_code;
 }
 
+/// What the command printed must have reached standard output: a report
+/// lost to a full disk or a closed descriptor is an I/O error, not a success.
+int checked_output(int exit_code) {
+  errno = 0;
+  const bool flushed = std::fflush(stdout) == 0;
+  if (flushed && std::ferror(stdout) == 0) return exit_code;
+  const int error = errno;
+  std::fprintf(stderr, "deflash: standard output: cannot be written (%s)\n",
+               error != 0 ? std::strerror(error) : "a write failed");
+  return deflash_cli::kExitUsage;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -88,7 +102,7 @@ int main(int argc, char** argv) {
   try {
     int worker_status = 0;
     if (deflash_cli::run_batch_worker(argc, argv, worker_status)) return worker_status;
-    return run(argc, argv);
+    return checked_output(run(argc, argv));
   } catch (const std::bad_alloc&) {
     std::fflush(stdout);
     std::fputs("deflash: out of memory\n", stderr);

@@ -16,31 +16,11 @@
 #include "host/files/gray_image.h"
 #include "host/files/safe_output.h"
 #include "host/inputs/calibration_json.h"
+#include "scene_render.h"
 
 namespace {
 
 using example_scene::camera;
-
-deflash_host::gray_image render_ir(const example_scene::scene& world, const camera& cam) {
-  deflash_host::gray_image image;
-  image.width = cam.width;
-  image.height = cam.height;
-  image.bits = 8;
-  image.pixels.assign(static_cast<std::size_t>(cam.width) * cam.height, 0);
-  for (int y = 0; y < cam.height; ++y) {
-    for (int x = 0; x < cam.width; ++x) {
-      Eigen::Vector3d from;
-      Eigen::Vector3d direction;
-      example_scene::pixel_ray(cam, x, y, from, direction);
-      const example_scene::hit h = example_scene::cast(world, from, direction);
-      if (!h.found) continue;
-      const double value = std::round(example_scene::grey(world, h.plane, h.s, h.t));
-      image.pixels[static_cast<std::size_t>(y) * cam.width + x] =
-          static_cast<uint16_t>(std::fmin(255.0, std::fmax(0.0, value)));
-    }
-  }
-  return image;
-}
 
 deflash_host::colour_image render_rgb(const example_scene::scene& world, const camera& cam) {
   deflash_host::colour_image image;
@@ -70,8 +50,7 @@ deflash_host::colour_image render_rgb(const example_scene::scene& world, const c
 deflash_host::gray_image render_depth(const example_scene::scene& world,
                                       const DeD2CCamera_S& depth_camera, const float* rect_rotation,
                                       float unit) {
-  Eigen::Matrix3d rect_from_left;
-  for (int i = 0; i < 9; ++i) rect_from_left(i / 3, i % 3) = rect_rotation[i];
+  const Eigen::Matrix3d rect_from_left = example_scene::rect_from_camera(rect_rotation);
   deflash_host::gray_image image;
   image.width = depth_camera.width;
   image.height = depth_camera.height;
@@ -79,9 +58,7 @@ deflash_host::gray_image render_depth(const example_scene::scene& world,
   image.pixels.assign(static_cast<std::size_t>(image.width) * image.height, 0);
   for (int y = 0; y < image.height; ++y) {
     for (int x = 0; x < image.width; ++x) {
-      const Eigen::Vector3d rect_ray((x - static_cast<double>(depth_camera.cx)) / depth_camera.fx,
-                                     (y - static_cast<double>(depth_camera.cy)) / depth_camera.fy,
-                                     1.0);
+      const Eigen::Vector3d rect_ray = example_scene::rectified_ray(depth_camera, x, y);
       const example_scene::hit h = example_scene::cast(world, Eigen::Vector3d::Zero(),
                                                        rect_from_left.transpose() * rect_ray);
       if (!h.found) continue;
@@ -109,14 +86,7 @@ int main(int argc, char** argv) {
   if (!deflash_host::read_calibration_json(argv[1], calibration, error)) return fail(error);
 
   // The depth camera is the rectified left camera: convert the module once.
-  const char* configs[1] = {argv[2]};
-  const SocCalibParams_S* calibs[1] = {&calibration.params};
-  const float* temperatures[1] = {calibration.temperatures};
-  const SocCalibFlashInput_S input{configs, 1, calibs, 1, temperatures, 1, nullptr};
-  constexpr int kImageBytes = 0x6000;
-  std::vector<uint8_t> image(kImageBytes);
-  if (gen_soc_calib_flash_param_de(&input, image.data(), nullptr, kImageBytes, 1, nullptr, 0) !=
-      0) {
+  if (example_scene::convert_module(calibration, argv[2]) != 0) {
     return fail("the calibration chain refused the module");
   }
   const deflash::calib_image_state& state = deflash::module_calib_image();
@@ -126,8 +96,8 @@ int main(int argc, char** argv) {
   const camera left = example_scene::camera_of(calibration.params, kCameraLeftIr);
   const camera right = example_scene::camera_of(calibration.params, kCameraRightIr);
   const std::vector<std::pair<std::string, deflash_host::gray_image>> pictures = {
-      {"scene_left.png", render_ir(world, left)},
-      {"scene_right.png", render_ir(world, right)},
+      {"scene_left.png", example_scene::render_ir(world, left)},
+      {"scene_right.png", example_scene::render_ir(world, right)},
       {"scene_depth.png",
        render_depth(world, state.d2c.depth, state.rectify.rotation_L, kMillimetresPerCount)},
   };

@@ -210,29 +210,39 @@ bool read_manifest(const std::string& path, const batch_configs& given,
 
 namespace {
 
-/// The configuration files of one folder, each kind sorted by name.
-batch_configs folder_configs(const fs::path& folder) {
-  batch_configs found;
+/// The configuration files of one folder, each kind sorted by name. A file
+/// named as one that cannot be read (a dangling link, a FIFO, a device) is
+/// refused rather than left out: leaving it out would silently build the
+/// modules with one camera mode less or without their depth-engine image.
+bool folder_configs(const fs::path& folder, batch_configs& found, std::string& error) {
+  found = batch_configs{};
   std::vector<std::string> calib;
   std::vector<std::string> dpu;
   std::error_code ec;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder, ec)) {
     std::error_code entry_ec;
-    if (!entry.is_regular_file(entry_ec)) continue;
+    // A folder is a module folder of the batch, whatever its name.
+    if (entry.is_directory(entry_ec)) continue;
     const std::string name = entry.path().filename().string();
     const bool ini = name.size() > 4 && name.compare(name.size() - 4, 4, ".ini") == 0;
     if (!ini) continue;
+    const bool calib_file = name.rfind("calib", 0) == 0;
+    const bool dpu_file = name.rfind("dpu", 0) == 0;
+    const bool d2c_file = name == "d2c.ini";
+    const bool ir_pre_file = name == "ir_pre.ini";
+    if (!calib_file && !dpu_file && !d2c_file && !ir_pre_file) continue;
     const std::string path = entry.path().generic_string();
-    if (name.rfind("calib", 0) == 0) calib.push_back(path);
-    if (name.rfind("dpu", 0) == 0) dpu.push_back(path);
-    if (name == "d2c.ini") found.deconfig.d2c = path;
-    if (name == "ir_pre.ini") found.deconfig.ir_pre = path;
+    if (!check_input_file(path, kMaxTextInputBytes, error)) return false;
+    if (calib_file) calib.push_back(path);
+    if (dpu_file) dpu.push_back(path);
+    if (d2c_file) found.deconfig.d2c = path;
+    if (ir_pre_file) found.deconfig.ir_pre = path;
   }
   std::sort(calib.begin(), calib.end());
   std::sort(dpu.begin(), dpu.end());
   found.calib = calib;
   found.deconfig.dpu = dpu;
-  return found;
+  return true;
 }
 
 /// The module folder's files over the batch folder's, kind by kind.
@@ -303,7 +313,10 @@ bool read_module_folders(const std::string& folder, const std::string& skip,
   std::sort(folders.begin(), folders.end(),
             [](const fs::path& a, const fs::path& b) { return a.filename() < b.filename(); });
   if (!shared_files_readable(given, folder, {}, error)) return false;
-  const batch_configs shared = folder_configs(root);
+  // The batch folder's files are every module's: one that cannot be read is
+  // a mistake of the batch, named once, not a failure of each module.
+  batch_configs shared;
+  if (!folder_configs(root, shared, error)) return false;
   for (const fs::path& path : folders) {
     batch_module module;
     module.name = path.filename().string();
@@ -312,7 +325,12 @@ bool read_module_folders(const std::string& folder, const std::string& skip,
       module.problem = path.generic_string() + ": module name \"" + module.name + "\" " + kNameRule;
     }
     if (module.problem.empty()) read_serial_file(path / "serial.txt", module);
-    const batch_configs configs = merged(given, over(folder_configs(path), shared));
+    batch_configs own;
+    std::string unreadable;
+    if (!folder_configs(path, own, unreadable) && module.problem.empty()) {
+      module.problem = unreadable;
+    }
+    const batch_configs configs = merged(given, over(own, shared));
     const std::string problem =
         configs_problem(configs, "put calib*.ini in it or in " + folder + ", or give --config",
                         "put d2c.ini and ir_pre.ini in it or in " + folder,

@@ -9,8 +9,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 #include <vector>
+
+#include "worker_answer.h"
 
 namespace deflash_host {
 namespace {
@@ -22,31 +23,11 @@ struct running_child {
   std::string answer;
 };
 
-bool write_all(int fd, const std::string& bytes) {
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t n = ::write(fd, bytes.data() + written, bytes.size() - written);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    written += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
 /// The child's side: do the work, hand back the answer, leave without
 /// running this process's exit handlers or flushing its stdio buffers twice.
 [[noreturn]] void run_child(int fd, const std::function<std::string(std::size_t)>& work,
                             std::size_t index) {
-  int status = 0;
-  try {
-    if (!write_all(fd, work(index))) status = kWorkThrew;
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "deflash: internal error: %s\n", e.what());
-    status = kWorkThrew;
-  } catch (...) {
-    std::fputs("deflash: internal error\n", stderr);
-    status = kWorkThrew;
-  }
+  const int status = answer_with(fd, [&work, index] { return work(index); });
   std::fflush(stdout);
   std::fflush(stderr);
   ::close(fd);

@@ -1,11 +1,13 @@
 // The worker mode of the tool, and run_workers on POSIX, where a forked child
 // calls the work directly.
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <string>
 
 #include "host/batch/process_pool.h"
+#include "worker_answer.h"
 
 #ifdef _WIN32
 #include <fcntl.h>
@@ -47,6 +49,7 @@ bool write_all(int fd, const std::string& bytes) {
     const std::size_t left = bytes.size() - written;
     const int n = write_fd(fd, bytes.data() + written,
                            static_cast<unsigned>(left < (1u << 20) ? left : (1u << 20)));
+    if (n < 0 && errno == EINTR) continue;  // a signal came first: nothing was written
     if (n <= 0) return false;
     written += static_cast<std::size_t>(n);
   }
@@ -54,6 +57,17 @@ bool write_all(int fd, const std::string& bytes) {
 }
 
 }  // namespace
+
+int answer_with(int fd, const std::function<std::string()>& work) {
+  try {
+    return write_all(fd, work()) ? 0 : kWorkThrew;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "deflash: internal error: %s\n", e.what());
+  } catch (...) {
+    std::fputs("deflash: internal error\n", stderr);
+  }
+  return kWorkThrew;
+}
 
 bool run_as_worker(int argc, char** argv, const std::vector<worker_kind>& kinds, int& status) {
   if (argc != 3 || std::strcmp(argv[1], kWorkerArgument) != 0) return false;
@@ -77,16 +91,7 @@ bool run_as_worker(int argc, char** argv, const std::vector<worker_kind>& kinds,
     return true;
   }
   if (dup2_fd(2, 1) < 0) std::freopen(kNullDevice, "wb", stdout);  // no standard error either
-  status = 0;
-  try {
-    if (!write_all(answer, kind->run(read_standard_input()))) status = kWorkThrew;
-  } catch (const std::exception& e) {
-    std::fprintf(stderr, "deflash: internal error: %s\n", e.what());
-    status = kWorkThrew;
-  } catch (...) {
-    std::fputs("deflash: internal error\n", stderr);
-    status = kWorkThrew;
-  }
+  status = answer_with(answer, [kind] { return kind->run(read_standard_input()); });
   std::fflush(stdout);
   std::fflush(stderr);
   close_fd(answer);

@@ -6,6 +6,7 @@
 
 #include <cctype>
 #include <csetjmp>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <future>
@@ -26,6 +27,22 @@ constexpr int kPngRowFilter = PNG_FILTER_SUB;
 
 std::string cannot_read(const std::string& path, const std::string& reason) {
   return path + ": cannot be read (" + reason + ")";
+}
+
+/// PNG's own limit on a side; libpng is told to allow it, so that a header
+/// larger than any camera's picture is named as such rather than as damaged.
+constexpr png_uint_32 kPngMaxSide = 0x7FFFFFFF;
+
+/// Refuses from the header a picture larger than any camera of a module
+/// has, before its pixels are allocated.
+bool too_large(const std::string& path, uint64_t width, uint64_t height, std::string& error) {
+  if (width <= kMaxPictureSide && height <= kMaxPictureSide &&
+      width * height <= kMaxPicturePixels) {
+    return false;
+  }
+  error = path + ": " + std::to_string(width) + "x" + std::to_string(height) +
+          " pixels, more than any camera of a module has";
+  return true;
 }
 
 // --- PNG reading. libpng reports errors by longjmp, so the functions that
@@ -116,19 +133,43 @@ class png_reader {
   png_infop info_ = nullptr;
 };
 
+/// Points `reader` at the PNG file's bytes, `source` keeping the place, with
+/// the largest side a camera has as the limit.
+void read_from(png_reader& reader, png_memory_source& source) {
+  png_set_read_fn(reader.png(), &source, read_png_bytes);
+  png_set_user_limits(reader.png(), kPngMaxSide, kPngMaxSide);
+}
+
+/// Reads the picture `header` announces (too_large already asked) into
+/// `raw`, `pixel_bytes` a pixel, rows top to bottom without padding: unknown
+/// for a damaged file.
+picture_status read_png_pixels(png_reader& reader, const png_header& header,
+                               std::size_t pixel_bytes, const std::string& path,
+                               std::vector<unsigned char>& raw, std::string& error) {
+  const std::size_t row_bytes = std::size_t{header.width} * pixel_bytes;
+  raw.assign(row_bytes * header.height, 0);
+  std::vector<png_bytep> rows(header.height);
+  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
+  if (!read_png_rows(reader.png(), rows.data())) {
+    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+    return picture_status::unknown;
+  }
+  return picture_status::ok;
+}
+
 picture_status decode_png(const std::string& path, const std::string& bytes, gray_image& image,
                           std::string& error) {
   png_reader reader;
   if (!reader.ready()) throw std::bad_alloc();
   png_memory_source source{reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), 0};
-  png_set_read_fn(reader.png(), &source, read_png_bytes);
-  png_set_user_limits(reader.png(), kMaxPictureSide, kMaxPictureSide);
+  read_from(reader, source);
 
   png_header header{};
   if (!read_png_header(reader.png(), reader.info(), &header)) {
     error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
     return picture_status::unknown;
   }
+  if (too_large(path, header.width, header.height, error)) return picture_status::rejected;
   if (header.color_type != PNG_COLOR_TYPE_GRAY) {
     error = path + ": the PNG holds " + png_colour_name(header.color_type) +
             "; a camera picture must be single-channel greyscale";
@@ -139,21 +180,11 @@ picture_status decode_png(const std::string& path, const std::string& bytes, gra
             "-bit greyscale PNG; a camera picture must have 8 or 16 bits per pixel";
     return picture_status::rejected;
   }
-  if (uint64_t{header.width} * header.height > kMaxPicturePixels) {
-    error = path + ": " + std::to_string(header.width) + "x" + std::to_string(header.height) +
-            " pixels, more than any camera of a module has";
-    return picture_status::rejected;
-  }
 
   const std::size_t sample_bytes = header.bit_depth == 16 ? 2 : 1;
-  const std::size_t row_bytes = std::size_t{header.width} * sample_bytes;
-  std::vector<unsigned char> raw(row_bytes * header.height);
-  std::vector<png_bytep> rows(header.height);
-  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
-  if (!read_png_rows(reader.png(), rows.data())) {
-    error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
-    return picture_status::unknown;
-  }
+  std::vector<unsigned char> raw;
+  const picture_status read = read_png_pixels(reader, header, sample_bytes, path, raw, error);
+  if (read != picture_status::ok) return read;
 
   image.width = static_cast<int>(header.width);
   image.height = static_cast<int>(header.height);
@@ -171,7 +202,8 @@ picture_status decode_png(const std::string& path, const std::string& bytes, gra
 // by white space and "#" comments, one white-space byte, then the samples
 // (one byte each below 256, else two, big-endian).
 
-bool next_pgm_number(const std::string& bytes, std::size_t& at, uint32_t& value) {
+/// Reads one header number of at most `limit`.
+bool next_pgm_number(const std::string& bytes, std::size_t& at, uint32_t limit, uint32_t& value) {
   for (;;) {
     while (at < bytes.size() && std::isspace(static_cast<unsigned char>(bytes[at]))) ++at;
     if (at < bytes.size() && bytes[at] == '#') {
@@ -184,7 +216,7 @@ bool next_pgm_number(const std::string& bytes, std::size_t& at, uint32_t& value)
   uint64_t number = 0;
   while (at < bytes.size() && std::isdigit(static_cast<unsigned char>(bytes[at]))) {
     number = number * 10 + static_cast<uint64_t>(bytes[at] - '0');
-    if (number > kMaxPictureSide) return false;
+    if (number > limit) return false;
     ++at;
   }
   value = static_cast<uint32_t>(number);
@@ -197,8 +229,11 @@ picture_status decode_pgm(const std::string& path, const std::string& bytes, gra
   uint32_t width = 0;
   uint32_t height = 0;
   uint32_t maxval = 0;
-  if (!next_pgm_number(bytes, at, width) || !next_pgm_number(bytes, at, height) ||
-      !next_pgm_number(bytes, at, maxval) || at >= bytes.size() ||
+  // Sides are read up to 32 bits, so that a header larger than any camera's
+  // picture is named as such; maxval is a 16-bit sample's at most.
+  if (!next_pgm_number(bytes, at, UINT32_MAX, width) ||
+      !next_pgm_number(bytes, at, UINT32_MAX, height) ||
+      !next_pgm_number(bytes, at, kMaxPictureSide, maxval) || at >= bytes.size() ||
       !std::isspace(static_cast<unsigned char>(bytes[at]))) {
     error = cannot_read(path, "damaged PGM header: width, height and maxval up to 65535 expected");
     return picture_status::unknown;
@@ -210,12 +245,8 @@ picture_status decode_pgm(const std::string& path, const std::string& bytes, gra
     return picture_status::rejected;
   }
   const std::size_t sample_bytes = maxval > 255 ? 2 : 1;
+  if (too_large(path, width, height, error)) return picture_status::rejected;
   const std::size_t count = std::size_t{width} * height;
-  if (count > kMaxPicturePixels) {
-    error = path + ": " + std::to_string(width) + "x" + std::to_string(height) +
-            " pixels, more than any camera of a module has";
-    return picture_status::rejected;
-  }
   if (bytes.size() - at < count * sample_bytes) {
     error = cannot_read(path, "damaged PGM: " + std::to_string(count * sample_bytes) +
                                   " bytes of pixels expected, " +
@@ -355,27 +386,21 @@ picture_status decode_colour_png(const std::string& path, const std::string& byt
   png_reader reader;
   if (!reader.ready()) throw std::bad_alloc();
   png_memory_source source{reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), 0};
-  png_set_read_fn(reader.png(), &source, read_png_bytes);
-  png_set_user_limits(reader.png(), kMaxPictureSide, kMaxPictureSide);
+  read_from(reader, source);
   png_header header{};
-  if (!read_png_header(reader.png(), reader.info(), &header) ||
-      !read_as_rgb(reader.png(), reader.info())) {
+  if (!read_png_header(reader.png(), reader.info(), &header)) {
     error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
     return picture_status::unknown;
   }
-  if (uint64_t{header.width} * header.height > kMaxPicturePixels) {
-    error = path + ": " + std::to_string(header.width) + "x" + std::to_string(header.height) +
-            " pixels, more than any camera of a module has";
-    return picture_status::rejected;
-  }
-  const std::size_t row_bytes = std::size_t{header.width} * 3;
-  std::vector<unsigned char> raw(row_bytes * header.height);
-  std::vector<png_bytep> rows(header.height);
-  for (png_uint_32 y = 0; y < header.height; ++y) rows[y] = raw.data() + y * row_bytes;
-  if (!read_png_rows(reader.png(), rows.data())) {
+  if (too_large(path, header.width, header.height, error)) return picture_status::rejected;
+  if (!read_as_rgb(reader.png(), reader.info())) {
     error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
     return picture_status::unknown;
   }
+  constexpr std::size_t kRgbBytes = 3;
+  std::vector<unsigned char> raw;
+  const picture_status read = read_png_pixels(reader, header, kRgbBytes, path, raw, error);
+  if (read != picture_status::ok) return read;
   image.width = static_cast<int>(header.width);
   image.height = static_cast<int>(header.height);
   image.rgb.assign(raw.begin(), raw.end());

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -40,12 +41,38 @@ struct file_identity {
   std::string canonical;
 };
 
+/// The file a chain of symbolic links at `link` ends at, which need not
+/// exist yet (a dangling link names the file to create); empty when the
+/// chain goes round in a loop.
+fs::path link_end(const fs::path& link) {
+  // The system's own limit on links followed in one path (SYMLOOP_MAX).
+  constexpr int kMaxLinkHops = 40;
+  std::error_code ec;
+  fs::path at = fs::absolute(link, ec);
+  for (int hop = 0; hop < kMaxLinkHops; ++hop) {
+    if (!fs::is_symlink(fs::symlink_status(at, ec))) {
+      const fs::path end = fs::weakly_canonical(at, ec);
+      return ec ? at.lexically_normal() : end;
+    }
+    const fs::path next = fs::read_symlink(at, ec);
+    if (ec) return fs::path();
+    at = next.is_absolute() ? next : at.parent_path() / next;
+  }
+  return fs::path();
+}
+
 file_identity identify(const std::string& path) {
   file_identity id;
   std::error_code ec;
-  const fs::path canonical = fs::weakly_canonical(fs::absolute(path, ec), ec);
-  id.canonical = ec ? fs::absolute(path, ec).lexically_normal().string() : canonical.string();
   id.is_link = fs::is_symlink(fs::symlink_status(path, ec));
+  if (id.is_link) {
+    // weakly_canonical leaves a dangling link's last step unresolved; follow
+    // it, so that --force writes the file the link names and keeps the link.
+    id.canonical = link_end(path).string();
+  } else {
+    const fs::path canonical = fs::weakly_canonical(fs::absolute(path, ec), ec);
+    id.canonical = ec ? fs::absolute(path, ec).lexically_normal().string() : canonical.string();
+  }
 #ifdef _WIN32
   struct _stat64 st {};
   if (_stat64(path.c_str(), &st) != 0) return id;
@@ -155,6 +182,26 @@ std::string reserve_temporary(const std::string& target, std::string& error) {
   return temporary;
 }
 
+std::string temporary_folder_path(const std::string& name, std::string& error) {
+  std::error_code ec;
+  const fs::path folder = fs::temp_directory_path(ec);
+  if (!ec) return (folder / name).string();
+    // Name what the temporary folder came from, as the standard library chose it.
+#ifdef _WIN32
+  error = "the temporary folder cannot be used (" + ec.message() + ")";
+#else
+  std::string source = "/tmp";
+  for (const char* variable : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+    if (const char* value = std::getenv(variable)) {
+      source = std::string(variable) + "=" + value;
+      break;
+    }
+  }
+  error = source + ": cannot be used as the temporary folder (" + ec.message() + ")";
+#endif
+  return std::string();
+}
+
 bool write_outputs(const std::vector<std::string>& inputs, const std::vector<output_file>& outputs,
                    const output_options& options, std::string& error) {
   std::vector<file_identity> inputs_seen;
@@ -173,6 +220,10 @@ bool write_outputs(const std::vector<std::string>& inputs, const std::vector<out
     if (id.is_link && !options.force) {
       error =
           cannot_write(output.path, "it is a symbolic link; --force writes to the file it names");
+      return false;
+    }
+    if (id.is_link && id.canonical.empty()) {
+      error = cannot_write(output.path, "its symbolic links go round in a loop");
       return false;
     }
     if (id.exists && !id.regular) {

@@ -2,8 +2,6 @@
 // it, let the library patch a scratch copy, and verify and compare the result.
 #include "host/images/image_update.h"
 
-#include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -77,11 +75,11 @@ int call_library(const update_request& request, const std::string& scratch, cons
 /// The library writes its own file: it writes a scratch file next to the
 /// target (or in the temporary folder for a dry run), whose bytes are taken.
 outcome patch_with_library(const update_request& request, std::string& patched) {
-  const std::string target =
-      request.scratch_beside.empty()
-          ? (std::filesystem::temp_directory_path() / "deflash-dry-run.bin").string()
-          : request.scratch_beside;
   std::string error;
+  const std::string target = request.scratch_beside.empty()
+                                 ? temporary_folder_path("deflash-dry-run.bin", error)
+                                 : request.scratch_beside;
+  if (target.empty()) return fail(status::unusable, error);
   const std::string scratch = reserve_temporary(target, error);
   if (scratch.empty()) return fail(status::unusable, error);
   outcome result;
@@ -127,22 +125,6 @@ void verify_result(const std::string& input, report before, update_result& out, 
 }
 
 }  // namespace
-
-bool parse_fb_pair(const std::string& text, fb_pair& out) {
-  const std::size_t colon = text.find(':');
-  if (colon == std::string::npos) return false;
-  const std::string parts[2] = {text.substr(0, colon), text.substr(colon + 1)};
-  float values[2];
-  for (int i = 0; i < 2; ++i) {
-    if (parts[i].empty()) return false;
-    char* end = nullptr;
-    errno = 0;
-    values[i] = std::strtof(parts[i].c_str(), &end);
-    if (errno != 0 || *end != '\0' || !std::isfinite(values[i])) return false;
-  }
-  out = fb_pair{values[0], values[1]};
-  return true;
-}
 
 outcome update_image(const update_request& request, update_result& out) {
   out = update_result{};

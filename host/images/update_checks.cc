@@ -111,9 +111,11 @@ outcome check_focal_length(const update_request& request, const depth_entry& ent
 outcome check_one_baseline(const update_request& request, const update_entries& entries) {
   const std::size_t count = entries.depth.size();
   if (request.index && static_cast<std::size_t>(*request.index) >= count) {
-    return fail(status::rejected, request.image + ": has " + std::to_string(count) +
-                                      " depth-calculation entries (0 to " +
-                                      std::to_string(count - 1) + "); --index " +
+    const std::string entries_text = count == 1 ? std::string("1 depth-calculation entry (0)")
+                                                : std::to_string(count) +
+                                                      " depth-calculation entries (0 to " +
+                                                      std::to_string(count - 1) + ")";
+    return fail(status::rejected, request.image + ": has " + entries_text + "; --index " +
                                       std::to_string(*request.index) + " names none");
   }
   for (std::size_t i = 0; i < count; ++i) {
@@ -240,12 +242,11 @@ outcome check_update_values(const update_request& request) {
   if (request.kind == update_kind::baseline && !std::isfinite(request.baseline)) {
     return fail(status::unusable, "--baseline: not a finite number");
   }
-  // An update-fb that names no pair would patch nothing and still verify;
-  // the tool always gives one, other front ends may not. (Without pairs the
-  // multi-baseline update leaves entries unmatched, which check_update_fits
-  // says entry by entry.)
+  // The library reads an empty pair list as a parameter error of its own;
+  // the tool's --fb is required, and so is a pair from every front end. (The
+  // baseline update's pairs are held to every entry, which names them.)
   if (request.kind == update_kind::fb_d2c && request.pairs.empty()) {
-    return fail(status::unusable, "--fb: no FOCAL:BASELINE pair given; nothing would be updated");
+    return fail(status::unusable, "give at least one --fb pair");
   }
   if (request.index && *request.index < 0) {
     return fail(status::unusable, "--index " + std::to_string(*request.index) +

@@ -29,8 +29,7 @@ struct update_entries {
 update_entries read_update_entries(const std::string& bytes, bool whole);
 
 /// Values that are wrong whatever the image: a negative index, a baseline
-/// that is not a number, no pair for update-fb. Unusable with one
-/// line.
+/// that is not a number. Unusable with one line.
 outcome check_update_values(const update_request& request);
 
 /// Whether the image's `entries` can take the update, replaying the

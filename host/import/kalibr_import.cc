@@ -43,8 +43,11 @@ bool read_camera(const yaml_map& cam, SocCalibCamera_S& camera, std::string& err
   const std::vector<double> matrix = {intrinsics[0], 0.0, intrinsics[2], 0.0, intrinsics[1],
                                       intrinsics[3], 0.0, 0.0,           1.0};
   const image_size size{static_cast<int>(resolution[0]), static_cast<int>(resolution[1])};
-  if (!set_intrinsics(matrix, camera, what) ||
-      !map_distortion(distortion, camera.distortion, what)) {
+  if (!set_intrinsics(matrix, camera, what)) {
+    error = cam.where("intrinsics") + what;
+    return false;
+  }
+  if (!map_distortion(distortion, camera.distortion, what)) {
     error = cam.where("distortion_coeffs") + what;
     return false;
   }

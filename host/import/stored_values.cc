@@ -2,6 +2,7 @@
 // through pugixml) and plain YAML nodes.
 #include "stored_values.h"
 
+#include <yaml-cpp/depthguard.h>
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
@@ -137,6 +138,11 @@ bool parse_yaml(const std::string& text, const std::string& path, YAML::Node& ou
                 std::string& error) {
   try {
     out = YAML::Load(text);
+  } catch (const YAML::DeepRecursion& e) {
+    // The reader stops recursing long before the stack would run out; a
+    // calibration file nests a few levels, so this is no calibration.
+    error = path + ":" + std::to_string(e.mark.line + 1) + ": not a calibration: nested too deeply";
+    return false;
   } catch (const YAML::Exception& e) {
     error = path + ":" + std::to_string(e.mark.line + 1) + ": not valid YAML: " + e.msg;
     return false;

@@ -251,6 +251,9 @@ class duplicate_key_finder {
   /// Dotted path of the first repeated key; empty when none was.
   const std::string& first_duplicate() const { return first_duplicate_; }
 
+  /// Dotted path of the member being read: where the parser stopped.
+  std::string current() const { return path(); }
+
  private:
   struct frame {
     bool is_object;
@@ -280,6 +283,9 @@ std::string parser_message(const char* what) {
 /// no calibration, and the parser and the tree it builds would recurse once
 /// per level (a 200 KB file of brackets overflows the stack).
 constexpr int kMaxJsonDepth = 16;
+
+/// The JSON library's id for a number its number type cannot hold.
+constexpr int kNumberOverflow = 406;
 
 /// The deepest bracket nesting of `text` outside strings, stopping early
 /// once it passes `limit`.
@@ -327,6 +333,20 @@ bool parse_calibration_json(const std::string& text, const std::string& source,
     root = json::parse(text, [finder](int depth, json::parse_event_t event, json& parsed) {
       return (*finder)(depth, event, parsed);
     });
+  } catch (const json::out_of_range& e) {
+    // A number beyond float32 is valid JSON that the record cannot carry:
+    // name its key, as the importers do.
+    const std::string message = parser_message(e.what());
+    const std::size_t open = message.find('\'');
+    const std::size_t close = message.rfind('\'');
+    const std::string number =
+        open < close ? message.substr(open + 1, close - open - 1) : std::string();
+    const std::string key = finder->current();
+    in.fail(e.id == kNumberOverflow && !number.empty() && !key.empty()
+                ? key + ": " + number + " does not fit the calibration record's 32-bit floats"
+                : "not valid JSON: " + message);
+    error = in.error();
+    return false;
   } catch (const json::exception& e) {
     in.fail(std::string("not valid JSON: ") + parser_message(e.what()));
     error = in.error();

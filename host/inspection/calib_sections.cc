@@ -10,6 +10,7 @@
 #include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
 #include "rectify/register_elements.h"
+#include "section_header.h"
 #include "tree.h"
 
 namespace deflash_host {
@@ -270,6 +271,31 @@ std::string section_name(uint8_t id, const char* name) {
   return std::string(text) + " " + name;
 }
 
+constexpr item_table_fields kSectionTable{
+    deflash::kSectionHeaderBytes, deflash::kHeaderItemCountOffset, deflash::kHeaderItemSizeOffset};
+
+/// Adds the 60-byte header's fields and checks those that are the section's
+/// own; returns its item table.
+item_table decode_section_header(tree_node& header, checks& c, byte_view area,
+                                 const deflash::calib_section_layout& layout, uint8_t id) {
+  add_section_start(header, area);
+  add_u32(header, "version", area, deflash::kHeaderVersionOffset);
+  const uint32_t stamp = area.u32(deflash::kHeaderTimestampOffset);
+  add_raw(header, "timestamp", utc_time(stamp), stamp);
+  const byte_view serial = area.sub(deflash::kHeaderSerialOffset, deflash::kHeaderSerialBytes);
+  add_value(header, "serial_number", text_field(serial));
+  add_value(header, "serial_bytes", hex_bytes(serial));
+  add_hex(header, "item_magic", area, deflash::kHeaderItemMagicOffset);
+  add_item_table(header, area, kSectionTable);
+
+  expect_section_start(c, area, deflash::section_magic(id), layout.flash_address);
+  c.expect_int("header", "version", deflash::kSectionHeaderVersion,
+               area.u32(deflash::kHeaderVersionOffset));
+  c.expect_hex("header", "item_magic", deflash::item_table_magic(layout.table_id),
+               area.u32(deflash::kHeaderItemMagicOffset));
+  return read_item_table(area, kSectionTable, layout.item_size);
+}
+
 }  // namespace
 
 void decode_calib_section(byte_view file, uint8_t id, std::size_t offset, std::size_t space,
@@ -283,63 +309,25 @@ void decode_calib_section(byte_view file, uint8_t id, std::size_t offset, std::s
   add_value(node, "offset", hex32(static_cast<uint32_t>(offset)));
   const byte_view area =
       file.sub(offset, std::min(space, file.size() - std::min(offset, file.size())));
-  tree_node& header = add_child(node, "header");
-  if (!area.has(0, deflash::kSectionHeaderBytes)) {
-    c.fail("header", "size", std::to_string(deflash::kSectionHeaderBytes) + " bytes",
-           std::to_string(area.size()) + " bytes");
-    return;
-  }
-  add_hex(header, "magic", area, deflash::kHeaderMagicOffset);
-  const uint32_t length = area.u32(deflash::kHeaderLengthOffset);
-  add_u32(header, "length", area, deflash::kHeaderLengthOffset);
-  add_hex(header, "flash_address", area, deflash::kHeaderFlashAddressOffset);
-  add_u32(header, "version", area, deflash::kHeaderVersionOffset);
-  const uint32_t stamp = area.u32(deflash::kHeaderTimestampOffset);
-  add_raw(header, "timestamp", utc_time(stamp), stamp);
-  const byte_view serial = area.sub(deflash::kHeaderSerialOffset, deflash::kHeaderSerialBytes);
-  add_value(header, "serial_number", text_field(serial));
-  add_value(header, "serial_bytes", hex_bytes(serial));
-  add_hex(header, "item_magic", area, deflash::kHeaderItemMagicOffset);
-  const uint32_t count = area.u32(deflash::kHeaderItemCountOffset);
-  const uint32_t item_size = area.u32(deflash::kHeaderItemSizeOffset);
-  add_u32(header, "count", area, deflash::kHeaderItemCountOffset);
-  add_u32(header, "item_size", area, deflash::kHeaderItemSizeOffset);
+  tree_node* header = add_header(node, c, area, deflash::kSectionHeaderBytes);
+  if (header == nullptr) return;
+  const item_table table = decode_section_header(*header, c, area, layout, id);
+  if (!check_item_table(*header, c, area, table)) return;  // items cannot be located safely
 
-  c.expect_hex("header", "magic", deflash::section_magic(id),
-               area.u32(deflash::kHeaderMagicOffset));
-  c.expect_hex("header", "flash_address", layout.flash_address,
-               area.u32(deflash::kHeaderFlashAddressOffset));
-  c.expect_int("header", "version", deflash::kSectionHeaderVersion,
-               area.u32(deflash::kHeaderVersionOffset));
-  c.expect_hex("header", "item_magic", deflash::item_table_magic(layout.table_id),
-               area.u32(deflash::kHeaderItemMagicOffset));
-  const bool size_ok = c.expect_int("header", "item_size", layout.item_size, item_size);
-  const uint64_t expected_length =
-      deflash::kSectionHeaderBytes + uint64_t{count} * uint64_t{layout.item_size};
-  const bool length_ok = c.expect_int("header", "length", expected_length, length);
-  if (length > area.size()) {
-    c.fail("header", "length", "at most " + std::to_string(area.size()), std::to_string(length));
-  }
-  const bool fits = length <= area.size();
-  if (fits) check_crc(header, c, area, length, deflash::kHeaderCrcOffset);
-  if (!size_ok || !length_ok || !fits) return;  // items cannot be located safely
-
-  unique_digests digests("item ", layout.key_bytes != 0 ? count : 0);
-  for (uint32_t i = 0; i < count; ++i) {
-    const std::string item_name = "item " + std::to_string(i);
-    const byte_view bytes =
-        area.sub(deflash::kSectionHeaderBytes + std::size_t{i} * item_size, item_size);
-    tree_node& item_node = add_child(node, item_name);
-    if (layout.key_bytes != 0) {
-      check_digest(item_node, c, item_name, bytes, deflash::kItemDigestOffset,
-                   deflash::kItemKeyOffset, layout.key_bytes);
-      digests.check(c, item_name, bytes.sub(deflash::kItemDigestOffset, deflash::kItemDigestBytes),
-                    i);
-    }
-    item_context item{bytes, item_node, c, item_name};
-    decode_item(id, item);
-  }
-  check_erased(node, c, area, length, area.size(), offset);
+  unique_digests digests("item ", layout.key_bytes != 0 ? table.count : 0);
+  decode_items(
+      node, area, table,
+      [&](const std::string& item_name, byte_view bytes, tree_node& item_node, uint32_t i) {
+        if (layout.key_bytes != 0) {
+          check_digest(item_node, c, item_name, bytes, deflash::kItemDigestOffset,
+                       deflash::kItemKeyOffset, layout.key_bytes);
+          digests.check(c, item_name,
+                        bytes.sub(deflash::kItemDigestOffset, deflash::kItemDigestBytes), i);
+        }
+        item_context item{bytes, item_node, c, item_name};
+        decode_item(id, item);
+      });
+  check_erased(node, c, area, table.length, area.size(), offset);
 }
 
 }  // namespace deflash_host

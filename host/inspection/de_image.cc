@@ -7,6 +7,7 @@
 
 #include "de_config/de_image_layout.h"
 #include "deflash/de_config.h"
+#include "section_header.h"
 #include "tree.h"
 
 namespace deflash_host {
@@ -137,6 +138,28 @@ struct block_kind {
   void (*decode)(tree_node&, byte_view);
 };
 
+constexpr item_table_fields kBlockTable{deflash::kBlockHeaderBytes, deflash::kBlockItemCountOffset,
+                                        deflash::kBlockItemSizeOffset};
+
+/// Adds the 36-byte header's fields and checks those that are the block's
+/// own; returns its item table.
+item_table decode_block_header(tree_node& header, checks& c, byte_view area,
+                               const deflash::de_block_layout& layout) {
+  add_section_start(header, area);
+  add_u32(header, "format_version", area, deflash::kBlockFormatVersionOffset);
+  const uint32_t version = area.u32(deflash::kBlockConfigVersionOffset);
+  add_raw(header, "config_version", version_text(version), version);
+  add_hex(header, "payload_magic", area, deflash::kBlockPayloadMagicOffset);
+  add_item_table(header, area, kBlockTable);
+
+  expect_section_start(c, area, layout.section_magic, layout.flash_address);
+  c.expect_int("header", "format_version", deflash::kBlockFormatVersion,
+               area.u32(deflash::kBlockFormatVersionOffset));
+  c.expect_hex("header", "payload_magic", layout.payload_magic,
+               area.u32(deflash::kBlockPayloadMagicOffset));
+  return read_item_table(area, kBlockTable, layout.item_size);
+}
+
 void decode_block(byte_view file, const block_kind& kind, report& out) {
   const deflash::de_block_layout& layout = *kind.layout;
   const std::string name = kind.name;
@@ -144,56 +167,20 @@ void decode_block(byte_view file, const block_kind& kind, report& out) {
   tree_node& node = add_child(out.tree, "block " + name);
   add_value(node, "offset", hex32(static_cast<uint32_t>(layout.image_offset)));
   const byte_view area = file.sub(layout.image_offset, layout.space);
-  tree_node& header = add_child(node, "header");
-  if (!area.has(0, deflash::kBlockHeaderBytes)) {
-    c.fail("header", "size", std::to_string(deflash::kBlockHeaderBytes) + " bytes",
-           std::to_string(area.size()) + " bytes");
-    return;
-  }
-  add_hex(header, "magic", area, deflash::kBlockMagicOffset);
-  const uint32_t length = area.u32(deflash::kBlockLengthOffset);
-  add_u32(header, "length", area, deflash::kBlockLengthOffset);
-  add_hex(header, "flash_address", area, deflash::kBlockFlashAddressOffset);
-  add_u32(header, "format_version", area, deflash::kBlockFormatVersionOffset);
-  const uint32_t version = area.u32(deflash::kBlockConfigVersionOffset);
-  add_raw(header, "config_version", version_text(version), version);
-  add_hex(header, "payload_magic", area, deflash::kBlockPayloadMagicOffset);
-  const uint32_t count = area.u32(deflash::kBlockItemCountOffset);
-  const uint32_t item_size = area.u32(deflash::kBlockItemSizeOffset);
-  add_u32(header, "count", area, deflash::kBlockItemCountOffset);
-  add_u32(header, "item_size", area, deflash::kBlockItemSizeOffset);
-
-  c.expect_hex("header", "magic", layout.section_magic, area.u32(deflash::kBlockMagicOffset));
-  c.expect_hex("header", "flash_address", layout.flash_address,
-               area.u32(deflash::kBlockFlashAddressOffset));
-  c.expect_int("header", "format_version", deflash::kBlockFormatVersion,
-               area.u32(deflash::kBlockFormatVersionOffset));
-  c.expect_hex("header", "payload_magic", layout.payload_magic,
-               area.u32(deflash::kBlockPayloadMagicOffset));
-  const bool size_ok = c.expect_int("header", "item_size", layout.item_size, item_size);
-  const uint64_t expected_length =
-      deflash::kBlockHeaderBytes + uint64_t{count} * uint64_t{layout.item_size};
-  const bool length_ok = c.expect_int("header", "length", expected_length, length);
-  const bool fits = length <= area.size();
-  if (!fits) {
-    c.fail("header", "length", "at most " + std::to_string(area.size()), std::to_string(length));
-  } else {
-    check_crc(header, c, area, length, deflash::kBlockCrcOffset);
-  }
-  if (!size_ok || !length_ok || !fits) return;
+  tree_node* header = add_header(node, c, area, deflash::kBlockHeaderBytes);
+  if (header == nullptr) return;
+  const item_table table = decode_block_header(*header, c, area, layout);
+  if (!check_item_table(*header, c, area, table)) return;
 
   // Groups may repeat a key on purpose (one per camera mode), so equal
   // digests are not a fault here.
-  for (uint32_t i = 0; i < count; ++i) {
-    const std::string item_name = "item " + std::to_string(i);
-    const byte_view item =
-        area.sub(deflash::kBlockHeaderBytes + std::size_t{i} * item_size, item_size);
-    tree_node& item_node = add_child(node, item_name);
-    check_digest(item_node, c, item_name, item, deflash::kItemDigestOffset, layout.digest_offset,
-                 layout.digest_bytes);
-    kind.decode(item_node, item);
-  }
-  check_erased(node, c, area, length, area.size(), layout.image_offset);
+  decode_items(node, area, table,
+               [&](const std::string& item_name, byte_view item, tree_node& item_node, uint32_t) {
+                 check_digest(item_node, c, item_name, item, deflash::kItemDigestOffset,
+                              layout.digest_offset, layout.digest_bytes);
+                 kind.decode(item_node, item);
+               });
+  check_erased(node, c, area, table.length, area.size(), layout.image_offset);
 }
 
 }  // namespace

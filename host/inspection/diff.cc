@@ -184,8 +184,8 @@ json make_diff_json(const report& a, const report& b, const std::string* old_nam
   json doc = json::object();
   doc["schema"] = kSchemaVersion;
   if (old_name != nullptr && new_name != nullptr) {
-    doc["old"] = *old_name;
-    doc["new"] = *new_name;
+    doc["old"] = json_text_of(*old_name);
+    doc["new"] = json_text_of(*new_name);
   }
   doc["kind"] = a.kind;
   doc["equal"] = differences.empty();

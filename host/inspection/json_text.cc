@@ -124,6 +124,11 @@ struct json_text_writer {
 
 }  // namespace
 
+std::string json_text_of(const std::string& text) {
+  return json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace))
+      .get<std::string>();
+}
+
 std::string render_json_text(const report& r, int indent, const std::string* file) {
   // Pretty-printed, a field takes about four lines of some 24 bytes each.
   constexpr std::size_t kTypicalEntryBytes = 96;
@@ -150,7 +155,7 @@ std::string render_json_text(const report& r, int indent, const std::string* fil
   }
   if (file != nullptr) {
     w.key("file", 1, false);
-    w.value(*file, 1);
+    w.value(json_text_of(*file), 1);
   }
   w.line(0);
   out += '}';

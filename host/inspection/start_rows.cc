@@ -8,6 +8,7 @@
 #include "calib_image/start_row_layout.h"
 #include "rectify/register_elements.h"
 #include "rectify/start_rows_table.h"
+#include "section_header.h"
 #include "tree.h"
 
 namespace deflash_host {
@@ -60,26 +61,21 @@ int32_t decode_table(tree_node& entry, checks& c, const std::string& item, const
   return lag;
 }
 
-}  // namespace
+/// The key of a start-row entry sits in its head at its own offset, laid out
+/// as the rectification key.
+constexpr std::size_t kEntryKeyAt = kStartRowEntryKeyOffset - kItemKeyOffset;
 
-void decode_start_row_image(byte_view file, report& out) {
-  checks c(out, "0x18 start rows");
-  tree_node& node = add_child(out.tree, "section 0x18 start rows");
-  tree_node& header = add_child(node, "header");
-  if (!file.has(0, kStartRowHeaderBytes)) {
-    c.fail("header", "size", std::to_string(kStartRowHeaderBytes) + " bytes",
-           std::to_string(file.size()) + " bytes");
-    return;
-  }
-  add_hex(header, "magic", file, kSectionMagicOffset);
-  const uint32_t length = file.u32(kStartRowLengthOffset);
-  add_u32(header, "length", file, kStartRowLengthOffset);
-  add_hex(header, "flash_address", file, kStartRowFlashAddressOffset);
+/// Adds the section header's fields and checks them; returns the section
+/// length, or 0 when the header is short or its length does not fit the file
+/// (a valid length is never below the header's size).
+std::size_t decode_header(tree_node& node, checks& c, byte_view file) {
+  tree_node* found = add_header(node, c, file, kStartRowHeaderBytes);
+  if (found == nullptr) return 0;
+  tree_node& header = *found;
+  const uint32_t length = add_section_start(header, file);
   add_hex(header, "reference_address", file, kStartRowReferenceAddressOffset);
   add_u32(header, "reference_count", file, kStartRowReferenceCountOffset);
-  c.expect_hex("header", "magic", kStartRowSectionMagic, file.u32(kSectionMagicOffset));
-  c.expect_hex("header", "flash_address", kStartRowFlashAddress,
-               file.u32(kStartRowFlashAddressOffset));
+  expect_section_start(c, file, kStartRowSectionMagic, kStartRowFlashAddress);
   for (std::size_t i = kStartRowReservedOffset; i < kStartRowHeaderBytes; ++i) {
     if (file.u8(i) != 0) {
       c.fail("header", "byte " + std::to_string(i), "0x00", "non-zero");
@@ -90,80 +86,112 @@ void decode_start_row_image(byte_view file, report& out) {
     c.fail("header", "length",
            std::to_string(kStartRowHeaderBytes) + " to " + std::to_string(file.size()),
            std::to_string(length));
-    return;
+    return 0;
   }
   check_crc(header, c, file, length, kStartRowCrcOffset);
+  return length;
+}
 
-  std::size_t at = kStartRowHeaderBytes;
+void add_entry_key(tree_node& entry, byte_view head) {
+  tree_node& key = add_child(entry, "key", 5);
+  add_u16(key, "source_width", head, kEntryKeyAt + kRectifyKeySourceWidthOffset);
+  add_u16(key, "source_height", head, kEntryKeyAt + kRectifyKeySourceHeightOffset);
+  add_u16(key, "output_width", head, kEntryKeyAt + kRectifyKeyOutputWidthOffset);
+  add_u16(key, "output_height", head, kEntryKeyAt + kRectifyKeyOutputHeightOffset);
+  add_u32(key, "long_range", head, kEntryKeyAt + kRectifyKeyLongRangeOffset);
+}
+
+/// Adds the entry head's fields, its digest and key; returns false when the
+/// head is cut short or its magic is wrong, so the entries cannot be walked on.
+bool decode_entry_head(tree_node& entry, checks& c, unique_digests& digests,
+                       const std::string& item, std::size_t index, byte_view head,
+                       std::size_t left) {
+  if (head.size() != kStartRowEntryHeadBytes || kStartRowEntryHeadBytes > left) {
+    c.fail(item, "size", std::to_string(kStartRowEntryHeadBytes) + "-byte entry head",
+           std::to_string(left) + " bytes left");
+    return false;
+  }
+  add_hex(entry, "magic", head, kStartRowEntryMagicOffset);
+  add_u32(entry, "constant", head, kStartRowEntryVersionOffset);
+  add_u32(entry, "payload_length", head, kStartRowEntryPayloadOffset);
+  if (!c.expect_hex(item, "magic", kStartRowEntryMagic, head.u32(kStartRowEntryMagicOffset))) {
+    return false;
+  }
+  c.expect_int(item, "constant", kStartRowEntryVersion, head.u32(kStartRowEntryVersionOffset));
+  check_digest(entry, c, item, head, kStartRowEntryDigestOffset, kStartRowEntryKeyOffset,
+               kRectifyKeyBytes);
+  digests.check(c, item, head.sub(kStartRowEntryDigestOffset, kItemDigestBytes), index);
+  add_entry_key(entry, head);
+  return true;
+}
+
+/// A source row may only be dropped once every destination row needing it is
+/// out; the distance a table asks for must fit the line buffer.
+void check_line_buffer(tree_node& entry, checks& c, const std::string& item, byte_view head,
+                       int32_t target_lag, int32_t reference_lag) {
+  tree_node& buffer = add_child(entry, "line buffer", 3);
+  const uint32_t width = head.u16(kEntryKeyAt + kRectifyKeySourceWidthOffset);
+  const uint32_t depth = width == 0 ? 0 : kLineBufferBytes / width;
+  add_value(buffer, "rows_reserved", depth);
+  add_value(buffer, "target_rows_needed", target_lag);
+  add_value(buffer, "reference_rows_needed", reference_lag);
+  const int32_t needed = std::max(target_lag, reference_lag);
+  if (static_cast<uint32_t>(needed) > depth) {
+    c.fail(item, "line buffer", "at most " + std::to_string(depth) + " rows",
+           std::to_string(needed) + " rows");
+  }
+}
+
+/// Decodes the entry at `at` of a section of `length` bytes; returns where the
+/// next entry starts, or 0 when this one is too broken to find it.
+std::size_t decode_entry(tree_node& node, checks& c, unique_digests& digests, byte_view file,
+                         std::size_t length, std::size_t at, std::size_t index) {
+  const std::string item = "entry " + std::to_string(index);
+  constexpr std::size_t kEntryFields = 8;  // offset .. reference
+  tree_node& entry = add_child(node, item, kEntryFields);
+  entry.children.reserve(2);  // key, line buffer
+  add_value(entry, "offset", hex32(static_cast<uint32_t>(at)));
+  const byte_view head = file.sub(at, kStartRowEntryHeadBytes);
+  if (!decode_entry_head(entry, c, digests, item, index, head, length - at)) return 0;
+  const int32_t rows = head.i32(kStartRowEntryRowsOffset);
+  add_value(entry, "rows", rows);
+  if (rows < 0) {
+    c.fail(item, "rows", "0 or more", std::to_string(rows));
+    return 0;
+  }
+  const uint64_t table_bytes = uint64_t{kStartRowCodeBytes} * static_cast<uint64_t>(rows);
+  c.expect_int(item, "payload_length",
+               kStartRowTableCount * table_bytes + kStartRowPayloadFixedBytes,
+               head.u32(kStartRowEntryPayloadOffset));
+  if (at + kStartRowEntryHeadBytes + kStartRowTableCount * table_bytes > length) {
+    c.fail(item, "rows", "tables inside the section", std::to_string(rows) + " rows run past it");
+    return 0;
+  }
+  const std::size_t bytes = static_cast<std::size_t>(table_bytes);
+  const byte_view target = file.sub(at + kStartRowEntryHeadBytes, bytes);
+  const byte_view reference = file.sub(at + kStartRowEntryHeadBytes + bytes, bytes);
+  const uint32_t source_height = head.u16(kEntryKeyAt + kRectifyKeySourceHeightOffset);
+  if (static_cast<uint32_t>(rows) != source_height) {
+    c.fail(item, "rows", std::to_string(source_height) + " (source height)", std::to_string(rows));
+  }
+  const int32_t target_lag = decode_table(entry, c, item, "target", target, rows);
+  const int32_t reference_lag = decode_table(entry, c, item, "reference", reference, rows);
+  check_line_buffer(entry, c, item, head, target_lag, reference_lag);
+  return at + kStartRowEntryHeadBytes + kStartRowTableCount * bytes;
+}
+
+}  // namespace
+
+void decode_start_row_image(byte_view file, report& out) {
+  checks c(out, "0x18 start rows");
+  tree_node& node = add_child(out.tree, "section 0x18 start rows");
+  const std::size_t length = decode_header(node, c, file);
+  if (length == 0) return;
   unique_digests digests("entry ", (length - kStartRowHeaderBytes) / kStartRowEntryHeadBytes);
-  for (std::size_t index = 0; at < length; ++index) {
-    const std::string item = "entry " + std::to_string(index);
-    constexpr std::size_t kEntryFields = 8;  // offset .. reference
-    tree_node& entry = add_child(node, item, kEntryFields);
-    entry.children.reserve(2);  // key, line buffer
-    add_value(entry, "offset", hex32(static_cast<uint32_t>(at)));
-    const byte_view head = file.sub(at, kStartRowEntryHeadBytes);
-    if (head.size() != kStartRowEntryHeadBytes || at + kStartRowEntryHeadBytes > length) {
-      c.fail(item, "size", std::to_string(kStartRowEntryHeadBytes) + "-byte entry head",
-             std::to_string(length - at) + " bytes left");
-      return;
-    }
-    add_hex(entry, "magic", head, kStartRowEntryMagicOffset);
-    add_u32(entry, "constant", head, kStartRowEntryVersionOffset);
-    add_u32(entry, "payload_length", head, kStartRowEntryPayloadOffset);
-    if (!c.expect_hex(item, "magic", kStartRowEntryMagic, head.u32(kStartRowEntryMagicOffset))) {
-      return;
-    }
-    c.expect_int(item, "constant", kStartRowEntryVersion, head.u32(kStartRowEntryVersionOffset));
-    check_digest(entry, c, item, head, kStartRowEntryDigestOffset, kStartRowEntryKeyOffset,
-                 kRectifyKeyBytes);
-    digests.check(c, item, head.sub(kStartRowEntryDigestOffset, kItemDigestBytes), index);
-    // The entry's key is the rectification key, at its own offset.
-    const std::size_t key_at = kStartRowEntryKeyOffset - kItemKeyOffset;
-    tree_node& key = add_child(entry, "key", 5);
-    add_u16(key, "source_width", head, key_at + kRectifyKeySourceWidthOffset);
-    add_u16(key, "source_height", head, key_at + kRectifyKeySourceHeightOffset);
-    add_u16(key, "output_width", head, key_at + kRectifyKeyOutputWidthOffset);
-    add_u16(key, "output_height", head, key_at + kRectifyKeyOutputHeightOffset);
-    add_u32(key, "long_range", head, key_at + kRectifyKeyLongRangeOffset);
-    const int32_t rows = head.i32(kStartRowEntryRowsOffset);
-    add_value(entry, "rows", rows);
-    if (rows < 0) {
-      c.fail(item, "rows", "0 or more", std::to_string(rows));
-      return;
-    }
-    const uint64_t table_bytes = uint64_t{kStartRowCodeBytes} * static_cast<uint64_t>(rows);
-    c.expect_int(item, "payload_length",
-                 kStartRowTableCount * table_bytes + kStartRowPayloadFixedBytes,
-                 head.u32(kStartRowEntryPayloadOffset));
-    if (at + kStartRowEntryHeadBytes + kStartRowTableCount * table_bytes > length) {
-      c.fail(item, "rows", "tables inside the section", std::to_string(rows) + " rows run past it");
-      return;
-    }
-    const std::size_t bytes = static_cast<std::size_t>(table_bytes);
-    const byte_view target = file.sub(at + kStartRowEntryHeadBytes, bytes);
-    const byte_view reference = file.sub(at + kStartRowEntryHeadBytes + bytes, bytes);
-    const uint32_t source_height = head.u16(key_at + kRectifyKeySourceHeightOffset);
-    if (static_cast<uint32_t>(rows) != source_height) {
-      c.fail(item, "rows", std::to_string(source_height) + " (source height)",
-             std::to_string(rows));
-    }
-    const int32_t target_lag = decode_table(entry, c, item, "target", target, rows);
-    const int32_t reference_lag = decode_table(entry, c, item, "reference", reference, rows);
-    // A source row may only be dropped once every destination row needing it
-    // is out; the distance a table asks for must fit the line buffer.
-    tree_node& buffer = add_child(entry, "line buffer", 3);
-    const uint32_t width = head.u16(key_at + kRectifyKeySourceWidthOffset);
-    const uint32_t depth = width == 0 ? 0 : kLineBufferBytes / width;
-    add_value(buffer, "rows_reserved", depth);
-    add_value(buffer, "target_rows_needed", target_lag);
-    add_value(buffer, "reference_rows_needed", reference_lag);
-    const int32_t needed = std::max(target_lag, reference_lag);
-    if (static_cast<uint32_t>(needed) > depth) {
-      c.fail(item, "line buffer", "at most " + std::to_string(depth) + " rows",
-             std::to_string(needed) + " rows");
-    }
-    at += kStartRowEntryHeadBytes + kStartRowTableCount * bytes;
+  std::size_t index = 0;
+  for (std::size_t at = kStartRowHeaderBytes; at < length; ++index) {
+    at = decode_entry(node, c, digests, file, length, at, index);
+    if (at == 0) return;
   }
   check_erased(node, c, file, length, file.size(), 0);
 }

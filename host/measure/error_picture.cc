@@ -28,14 +28,6 @@ constexpr int kLabelScale = 3;
 constexpr int kLegendScale = 2;
 constexpr int kLabelMargin = 6;
 
-void put(rgb_picture& picture, int x, int y, rgb colour) {
-  if (x < 0 || y < 0 || x >= picture.width || y >= picture.height) return;
-  const std::size_t at = picture.offset(x, y);
-  picture.rgb[at] = colour.r;
-  picture.rgb[at + 1] = colour.g;
-  picture.rgb[at + 2] = colour.b;
-}
-
 /// "+0.12 px", or "none".
 std::string region_text(const region_mean& region) {
   return region.matches == 0 ? region_mean_text(region) : region_mean_text(region) + " px";
@@ -64,11 +56,11 @@ rgb_picture draw_row_error(const gray_view& left, int bits, const row_error_resu
   }
   for (int i = 1; i < kRegionColumns; ++i) {
     const int x = i * left.width / kRegionColumns;
-    for (int y = 0; y < left.height; ++y) put(picture, x, y, kGridLine);
+    for (int y = 0; y < left.height; ++y) put_pixel(picture, x, y, kGridLine);
   }
   for (int i = 1; i < kRegionRows; ++i) {
     const int y = i * left.height / kRegionRows;
-    for (int x = 0; x < left.width; ++x) put(picture, x, y, kGridLine);
+    for (int x = 0; x < left.width; ++x) put_pixel(picture, x, y, kGridLine);
   }
 
   for (const row_match& m : result.matches) {
@@ -78,9 +70,9 @@ rgb_picture draw_row_error(const gray_view& left, int bits, const row_error_resu
     const rgb colour = length > 0 ? kLower : kHigher;
     const int step = length > 0 ? 1 : -1;
     for (int d = 0; d != length; d += step) {
-      for (int w = -1; w <= 1; ++w) put(picture, x + w, y + d + step, colour);
+      for (int w = -1; w <= 1; ++w) put_pixel(picture, x + w, y + d + step, colour);
     }
-    put(picture, x, y, kMatchDot);
+    put_pixel(picture, x, y, kMatchDot);
   }
 
   for (int row = 0; row < kRegionRows; ++row) {

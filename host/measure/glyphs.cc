@@ -42,15 +42,15 @@ const glyph* find_glyph(char c) {
   return nullptr;
 }
 
-void put(rgb_picture& picture, int x, int y, rgb colour) {
+}  // namespace
+
+void put_pixel(rgb_picture& picture, int x, int y, rgb colour) {
   if (x < 0 || y < 0 || x >= picture.width || y >= picture.height) return;
   const std::size_t at = picture.offset(x, y);
   picture.rgb[at] = colour.r;
   picture.rgb[at + 1] = colour.g;
   picture.rgb[at + 2] = colour.b;
 }
-
-}  // namespace
 
 int text_width(const std::string& text, int scale) {
   if (text.empty()) return 0;
@@ -69,7 +69,7 @@ void draw_text(rgb_picture& picture, int x, int y, const std::string& text, int 
         if (((g->rows[row] >> (kGlyphWidth - 1 - column)) & 1) == 0) continue;
         for (int dy = 0; dy < scale; ++dy) {
           for (int dx = 0; dx < scale; ++dx) {
-            put(picture, left + column * scale + dx, y + row * scale + dy, colour);
+            put_pixel(picture, left + column * scale + dx, y + row * scale + dy, colour);
           }
         }
       }
@@ -83,7 +83,7 @@ void fill_rect(rgb_picture& picture, int x0, int y0, int x1, int y1, rgb colour)
   x1 = std::min(x1, picture.width);
   y1 = std::min(y1, picture.height);
   for (int y = y0; y < y1; ++y) {
-    for (int x = x0; x < x1; ++x) put(picture, x, y, colour);
+    for (int x = x0; x < x1; ++x) put_pixel(picture, x, y, colour);
   }
 }
 

@@ -29,6 +29,9 @@ int text_height(int scale);
 /// lacks are left blank, pixels outside the picture are skipped.
 void draw_text(rgb_picture& picture, int x, int y, const std::string& text, int scale, rgb colour);
 
+/// Sets pixel (x, y) to `colour`; a pixel outside the picture is skipped.
+void put_pixel(rgb_picture& picture, int x, int y, rgb colour);
+
 /// Fills the rectangle [x0, x1) x [y0, y1), clipped to the picture.
 void fill_rect(rgb_picture& picture, int x0, int y0, int x1, int y1, rgb colour);
 

@@ -123,6 +123,31 @@ void cubic_weights(float f, float (&w)[4], float (&dw)[4]) {
 /// Columns a row of the warped patch may span, with the cubic's reach.
 constexpr int kMaxSpan = 64;
 
+/// The four source rows from `row - 1` on, blended to one at the row's
+/// fraction (weights `wy`) and its slope (`dwy`), over `count` columns from
+/// `column`.
+void blend_rows(const float_plane& to, int row, int column, int count, const float (&wy)[4],
+                const float (&dwy)[4], float* level, float* level_dy) {
+  const float* rows[4] = {to.row(row - 1) + column, to.row(row) + column, to.row(row + 1) + column,
+                          to.row(row + 2) + column};
+  for (int i = 0; i < count; ++i) {
+    const float p0 = rows[0][i];
+    const float p1 = rows[1][i];
+    const float p2 = rows[2][i];
+    const float p3 = rows[3][i];
+    level[i] = (wy[0] * p0 + wy[1] * p1) + (wy[2] * p2 + wy[3] * p3);
+    level_dy[i] = (dwy[0] * p0 + dwy[1] * p1) + (dwy[2] * p2 + dwy[3] * p3);
+  }
+}
+
+/// Each sum's parts kept per column, added up in column order.
+template <int kSums>
+void add_columns(const float (&column)[kSums][kSubpixelSide], double (&total)[kSums]) {
+  for (int k = 0; k < kSums; ++k) {
+    for (int c = 0; c < kSubpixelSide; ++c) total[k] += column[k][c];
+  }
+}
+
 bool sample(const float_plane& to, const patch_template& t, int x, int y, const warp& at,
             sample_sums& sums) {
   const double fy = std::floor(at.dy);
@@ -150,17 +175,7 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
     const int lo = static_cast<int>(std::floor(std::min(first, last))) - 1;
     const int hi = static_cast<int>(std::floor(std::max(first, last))) + 2;
     if (lo < 0 || hi >= to.width || hi - lo >= kMaxSpan) return false;
-    // The four rows blended to one at the row's fraction, and their slope.
-    const float* rows[4] = {to.row(top + r - 1) + lo, to.row(top + r) + lo,
-                            to.row(top + r + 1) + lo, to.row(top + r + 2) + lo};
-    for (int i = 0; i <= hi - lo; ++i) {
-      const float p0 = rows[0][i];
-      const float p1 = rows[1][i];
-      const float p2 = rows[2][i];
-      const float p3 = rows[3][i];
-      level[i] = (wy[0] * p0 + wy[1] * p1) + (wy[2] * p2 + wy[3] * p3);
-      level_dy[i] = (dwy[0] * p0 + dwy[1] * p1) + (dwy[2] * p2 + dwy[3] * p3);
-    }
+    blend_rows(to, top + r, lo, hi - lo + 1, wy, dwy, level, level_dy);
     float w[kSubpixelSide];
     float jx[kSubpixelSide];
     float jy[kSubpixelSide];
@@ -199,9 +214,7 @@ bool sample(const float_plane& to, const patch_template& t, int x, int y, const 
     }
   }
   double total[kWarpSums] = {};
-  for (int k = 0; k < kWarpSums; ++k) {
-    for (int c = 0; c < kSubpixelSide; ++c) total[k] += column[k][c];
-  }
+  add_columns(column, total);
   sums.w = total[0];
   sums.ww = total[1];
   sums.tw = total[2];
@@ -240,16 +253,7 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
   constexpr int kShiftSums = 12;
   float column[kShiftSums][kSubpixelSide] = {};
   for (int r = 0; r < kSubpixelSide; ++r) {
-    const float* rows[4] = {to.row(top + r - 1) + left - 1, to.row(top + r) + left - 1,
-                            to.row(top + r + 1) + left - 1, to.row(top + r + 2) + left - 1};
-    for (int i = 0; i < kSpan; ++i) {
-      const float p0 = rows[0][i];
-      const float p1 = rows[1][i];
-      const float p2 = rows[2][i];
-      const float p3 = rows[3][i];
-      level[i] = (wy[0] * p0 + wy[1] * p1) + (wy[2] * p2 + wy[3] * p3);
-      level_dy[i] = (dwy[0] * p0 + dwy[1] * p1) + (dwy[2] * p2 + dwy[3] * p3);
-    }
+    blend_rows(to, top + r, left - 1, kSpan, wy, dwy, level, level_dy);
     const float* values = t.value.data() + static_cast<std::ptrdiff_t>(r) * kSubpixelSide;
     // Sums kept per column, so that the loop runs on vectors; added up once
     // at the end.
@@ -275,9 +279,7 @@ bool sample_shift(const float_plane& to, const patch_template& t, int x, int y, 
     }
   }
   double total[kShiftSums] = {};
-  for (int k = 0; k < kShiftSums; ++k) {
-    for (int c = 0; c < kSubpixelSide; ++c) total[k] += column[k][c];
-  }
+  add_columns(column, total);
   sums.w = total[0];
   sums.ww = total[1];
   sums.tw = total[2];

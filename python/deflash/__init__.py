@@ -191,7 +191,12 @@ def _integer(value: Any, name: str) -> int:
 def _real(value: Any, name: str) -> float:
     if isinstance(value, bool) or not isinstance(value, numbers.Real):
         raise TypeError(f"{name} must be a number, not {_type_name(value)}")
-    return float(value)
+    try:
+        return float(value)
+    except OverflowError:
+        # An integer beyond a double reads as the tool reads "1e400": an
+        # infinity, which the host then refuses by the argument's name.
+        return math.inf if value > 0 else -math.inf
 
 
 def _flag(value: Any, name: str) -> bool:

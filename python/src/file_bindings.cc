@@ -19,16 +19,21 @@ namespace deflash_python {
 namespace {
 
 /// The decoded file as the JSON document `deflash inspect --json` prints;
-/// ValueError for bytes of no kind deflash writes. Pure: no lock.
+/// ValueError for bytes of no kind deflash writes. Pure: no lock, and the
+/// GIL released while it decodes.
 std::string inspect_json(const py::bytes& data) {
   const std::string bytes = data;
+  // Decoding touches no Python object: other threads run meanwhile.
+  const py::gil_scoped_release unlocked;
   deflash_host::report report;
   std::string error;
   if (!deflash_host::inspect_bytes(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(),
                                    report, error)) {
     throw py::value_error(error);
   }
-  return deflash_host::render_json(report).dump();
+  // Streamed node by node, as the tool prints it: a start-row image of
+  // hundreds of thousands of entries never becomes one JSON tree in memory.
+  return deflash_host::render_json_text(report, -1);
 }
 
 /// The differences of two files as the JSON document `deflash diff --json`
@@ -37,6 +42,7 @@ std::string inspect_json(const py::bytes& data) {
 std::string diff_json(const py::bytes& old_data, const py::bytes& new_data) {
   const std::string old_bytes = old_data;
   const std::string new_bytes = new_data;
+  const py::gil_scoped_release unlocked;
   deflash_host::report a;
   deflash_host::report b;
   std::string error;

@@ -3,7 +3,6 @@
 #include <pybind11/stl.h>
 
 #include <cstring>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "bindings.h"
 #include "deflash.h"
 #include "host/files/file_io.h"
+#include "host/files/safe_output.h"
 #include "host/images/calibration_inputs.h"
 #include "host/images/image_builders.h"
 #include "host/images/section_stamp.h"
@@ -103,12 +103,14 @@ py::tuple depth_engine_image(const std::vector<std::string>& dpu, const std::str
   deflash_host::deconfig_sources sources{dpu, d2c, ir_pre};
   // The library writes this image only to a path: its scratch file goes
   // into the temporary folder.
-  std::error_code ignored;
-  const std::string scratch_target =
-      (std::filesystem::temp_directory_path(ignored) / "deflash-deconfig.bin").string();
   std::string image;
-  const outcome result = host_call(
-      true, [&] { return deflash_host::build_deconfig_image(sources, scratch_target, image); });
+  const outcome result = host_call(true, [&] {
+    std::string error;
+    const std::string scratch_target =
+        deflash_host::temporary_folder_path("deflash-deconfig.bin", error);
+    if (scratch_target.empty()) return fail(status::unusable, error);
+    return deflash_host::build_deconfig_image(sources, scratch_target, image);
+  });
   return py::make_tuple(outcome_dict(result), as_bytes(image));
 }
 

@@ -3,15 +3,46 @@
 #include <pybind11/stl.h>
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "bindings.h"
 #include "host/measure/row_error.h"
+#include "host/measure/row_error_json.h"
 #include "host_call.h"
 
 namespace deflash_python {
 namespace {
+
+/// A JSON value as the Python value json.loads would give: objects keep
+/// their keys' order.
+py::object as_python(const nlohmann::ordered_json& value) {
+  switch (value.type()) {
+    case nlohmann::ordered_json::value_t::object: {
+      py::dict out;
+      for (const auto& item : value.items()) out[py::str(item.key())] = as_python(item.value());
+      return std::move(out);
+    }
+    case nlohmann::ordered_json::value_t::array: {
+      py::list out;
+      for (const auto& item : value) out.append(as_python(item));
+      return std::move(out);
+    }
+    case nlohmann::ordered_json::value_t::string:
+      return py::str(value.get_ref<const std::string&>());
+    case nlohmann::ordered_json::value_t::boolean:
+      return py::bool_(value.get<bool>());
+    case nlohmann::ordered_json::value_t::number_integer:
+      return py::int_(value.get<int64_t>());
+    case nlohmann::ordered_json::value_t::number_unsigned:
+      return py::int_(value.get<uint64_t>());
+    case nlohmann::ordered_json::value_t::number_float:
+      return py::float_(value.get<double>());
+    default:
+      return py::none();
+  }
+}
 
 /// One rectified picture's pixels, little-endian, one or two bytes each.
 std::vector<uint16_t> rectified_pixels(const std::string& data, int width, int height,
@@ -53,38 +84,7 @@ py::dict measure_rectification(const py::bytes& left_data, int left_width, int l
   if (result.status == deflash_host::row_error_status::bad_input) {
     throw py::value_error(result.message);
   }
-  const deflash_host::row_error_figures& f = result.figures;
-  const bool measured = result.measured();
-  const auto figure = [measured](double value) -> py::object {
-    if (!measured) return py::none();
-    return py::float_(deflash_host::reported_pixels(value));
-  };
-  py::list regions;
-  for (int row = 0; row < deflash_host::kRegionRows; ++row) {
-    py::list line;
-    for (int column = 0; column < deflash_host::kRegionColumns; ++column) {
-      const deflash_host::region_mean& region =
-          f.regions[row * deflash_host::kRegionColumns + column];
-      py::dict cell;
-      cell["matches"] = region.matches;
-      cell["mean_dy_px"] =
-          region.matches > 0 ? py::object(py::float_(deflash_host::reported_pixels(region.mean_dy)))
-                             : py::object(py::none());
-      line.append(cell);
-    }
-    regions.append(line);
-  }
-  py::dict out;
-  out["matches"] = f.matches;
-  out["mean_px"] = figure(f.mean);
-  out["rms_px"] = figure(f.rms);
-  out["p95_px"] = figure(f.p95);
-  out["max_px"] = figure(f.max);
-  out["regions"] = regions;
-  out["threshold_px"] = result.threshold;
-  out["pass"] = result.passed();
-  if (!measured) out["refused"] = result.message;
-  return out;
+  return py::dict(as_python(deflash_host::row_error_json(result)));
 }
 
 }  // namespace

@@ -2,14 +2,13 @@
 #include <pybind11/stl.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "bindings.h"
 #include "host/files/safe_output.h"
+#include "host/images/fb_pairs.h"
 #include "host/images/image_update.h"
 #include "host_call.h"
 
@@ -31,10 +30,9 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 /// of the temporary folder, which the outcome's lines name "image".
 outcome update_bytes(deflash_host::update_request& request, const std::string& image,
                      deflash_host::update_result& updated) {
-  std::error_code ignored;
-  const std::string target =
-      (std::filesystem::temp_directory_path(ignored) / "deflash-image.bin").string();
   std::string error;
+  const std::string target = deflash_host::temporary_folder_path("deflash-image.bin", error);
+  if (target.empty()) return deflash_host::fail(deflash_host::status::unusable, error);
   const std::string scratch = deflash_host::reserve_temporary(target, error);
   if (scratch.empty()) return deflash_host::fail(deflash_host::status::unusable, error);
   std::FILE* file = std::fopen(scratch.c_str(), "wb");
@@ -67,15 +65,8 @@ py::tuple update(const std::string& kind, const py::bytes& image, float baseline
   const std::string bytes = image;
   deflash_host::update_result updated;
   const outcome result = host_call(true, [&] {
-    for (const std::string& text : fb) {
-      deflash_host::fb_pair pair;
-      if (!deflash_host::parse_fb_pair(text, pair)) {
-        // The refusal of the tool's --fb, word for word.
-        return deflash_host::fail(deflash_host::status::unusable,
-                                  "--fb " + text + ": expected FOCAL:BASELINE, two finite numbers");
-      }
-      request.pairs.push_back(pair);
-    }
+    outcome pairs = deflash_host::parse_fb_pairs(fb, request.pairs);
+    if (!pairs.ok()) return pairs;
     return update_bytes(request, bytes, updated);
   });
   return py::make_tuple(outcome_dict(result), as_bytes(result.ok() ? updated.bytes : ""));

@@ -137,8 +137,6 @@ def test_the_updates_check_their_values_and_the_image():
     assert refusal(deflash.CalibrationError, lambda: deflash.update_multi_baseline(image, [])) == (
         "image: depth-calculation entry 0 (focal length 645.07) has no pair within 1 of it; "
         "the depth-calculation entries' focal lengths are 645.07")
-    assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(image, [])) == (
-        "pair: no FOCAL:BASELINE pair given; nothing would be updated")
     assert refusal(deflash.UsageError, lambda: deflash.update_baseline(image, -50.0, -1)) == (
         "index -1 must be 0 or more; leave index out to update every entry")
     assert refusal(TypeError, lambda: deflash.update_multi_baseline(image, [1.0, 2.0])) == (
@@ -192,6 +190,42 @@ def test_the_depth_engine_image_checks_each_file_is_what_its_argument_says():
     assert refusal(TypeError, lambda: deflash.depth_engine_image(
         os.path.join(MODULE, "dpu_close.ini"), d2c, ir_pre)) == (
         "dpu must be a list of paths, not str")
+
+
+def test_a_temporary_folder_that_cannot_be_used_is_named(tmp_path, monkeypatch):
+    # The library writes the depth-engine image and the updates only to
+    # files: their scratch files need the temporary folder, and nothing may
+    # land in the working folder instead.
+    monkeypatch.setenv("TMPDIR", str(tmp_path / "absent"))
+    monkeypatch.chdir(tmp_path)
+    line = (f"TMPDIR={tmp_path}/absent: cannot be used as the temporary folder "
+            "(No such file or directory)")
+    assert refusal(deflash.UsageError, lambda: deflash.depth_engine_image(
+        [os.path.join(MODULE, "dpu_close.ini")], os.path.join(MODULE, "d2c.ini"),
+        os.path.join(MODULE, "ir_pre.ini"))) == line
+    image = deflash.calibration_image(CALIBRATION, [CLOSE], timestamp=1700000000)
+    assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(
+        image, [(645.0, -60.0)])) == line
+    assert os.listdir(tmp_path) == []
+
+
+def test_an_integer_beyond_a_double_is_refused_by_its_argument_name():
+    image = deflash.calibration_image(CALIBRATION, [CLOSE], timestamp=1700000000)
+    assert refusal(deflash.UsageError, lambda: deflash.update_baseline(image, -2**2000)) == (
+        "baseline: not a finite number")
+    assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(
+        image, [(2**2000, -50.0)])) == (
+        "pair inf:-50.0: expected FOCAL:BASELINE, two finite numbers")
+    assert refusal(deflash.UsageError, lambda: deflash.import_calibration(
+        "kalibr", temperatures=(2**2000, 35, 38),
+        camchain=os.path.join(EXAMPLES, "kalibr", "camchain.yaml"))) == (
+        'temperatures "inf,35.0,38.0" must be three numbers L,R,LDM (degrees Celsius)')
+
+
+def test_update_multi_fb_d2c_needs_a_pair():
+    image = deflash.calibration_image(CALIBRATION, [CLOSE], timestamp=1700000000)
+    assert refusal(deflash.UsageError, lambda: deflash.update_multi_fb_d2c(image, [])) == (
+        "give at least one pair")
 
 
 def test_the_import_refuses_arguments_meant_for_another_source():

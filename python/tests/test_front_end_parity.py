@@ -7,7 +7,9 @@ arguments."""
 
 import os
 import stat
+import struct
 import subprocess
+import zlib
 
 import pytest
 
@@ -22,7 +24,8 @@ IMPLAUSIBLE = " (--allow-implausible lets it pass)"
 
 #: The options these cases reach and the module's arguments for them.
 ARGUMENTS = {"--allow-implausible": "allow_implausible=True", "--timestamp": "timestamp",
-             "--dpu": "dpu", "--baseline": "baseline", "--fb pair": "pair", "--fb": "pair"}
+             "--dpu": "dpu", "--baseline": "baseline", "--fb pair": "pair", "--fb": "pair",
+             "--index": "index"}
 
 
 def text_of(name):
@@ -37,13 +40,15 @@ def edited(name, old, new):
 
 
 class Case:
-    """A bad input: `tool` and `module` are made in the case's folder `d`."""
+    """A bad input: `tool` and `module` are made in the case's folder `d`;
+    `environment` (with "$DIR") is set for both front ends."""
 
-    def __init__(self, name, setup, code, line=None):
+    def __init__(self, name, setup, code, line=None, environment=None):
         self.name = name
         self.setup = setup
         self.code = code
         self.line = line
+        self.environment = environment or {}
 
 
 def write(d, name, text):
@@ -124,6 +129,82 @@ def update(d, command, image, *values):
         args += ["--fb", pair]
         pairs.append(tuple(float(v) for v in pair.split(":")))
     return args, lambda: deflash.update_multi_fb_d2c(image, pairs)
+
+
+def update_at(d, image, baseline, index):
+    """`update-baseline --index` of `image`, and the module's update of one entry."""
+    path = write(d, "image.bin", image)
+    return (["update-baseline", path, "--out", str(d / "out.bin"), "--baseline", baseline,
+             f"--index={index}"],
+            lambda: deflash.update_baseline(image, float(baseline), index))
+
+
+def import_opencv(d, intrinsics_text):
+    """`calib-json --from opencv` with the intrinsics file's text `intrinsics_text`."""
+    opencv = os.path.join(EXAMPLES, "opencv")
+    pair = [write(d, "intrinsics.yml", intrinsics_text), os.path.join(opencv, "extrinsics.yml")]
+    rgb = [os.path.join(opencv, "ir_rgb.xml")]
+    return (["calib-json", "--from", "opencv", "--ir-pair", *pair, "--ir-rgb", *rgb,
+             "--temperatures", "35,35,38", "--out", str(d / "module.json")],
+            lambda: deflash.import_calibration("opencv", temperatures=(35, 35, 38),
+                                               ir_pair=pair, ir_rgb=rgb))
+
+
+def dry_run_update(d, image):
+    """`update-baseline --dry-run` of `image`, which writes into the
+    temporary folder, and the module's update, which always does."""
+    path = write(d, "image.bin", image)
+    return (["update-baseline", path, "--baseline", "-60", "--dry-run"],
+            lambda: deflash.update_baseline(image, -60.0))
+
+
+EXAMPLES = os.path.join(SOURCE, "examples")
+
+
+def example_edited(name, old, new):
+    with open(os.path.join(EXAMPLES, name), encoding="utf-8") as f:
+        text = f.read()
+    assert old in text, old
+    return text.replace(old, new, 1)
+
+
+def import_kalibr(d, text):
+    """`calib-json --from kalibr` of camchain `text`, and the module's import."""
+    camchain = write(d, "camchain.yaml", text)
+    return (["calib-json", "--from", "kalibr", camchain, "--temperatures", "35,35,38", "--out",
+             str(d / "module.json")],
+            lambda: deflash.import_calibration("kalibr", temperatures=(35, 35, 38),
+                                               camchain=camchain))
+
+
+def import_ros(d, left_text):
+    """`calib-json --from ros` with the left IR file's text `left_text`."""
+    ros = os.path.join(EXAMPLES, "ros")
+    left = write(d, "left.yaml", left_text)
+    pair = [left, os.path.join(ros, "ir_right.yaml")]
+    rgb = [os.path.join(ros, "ir_rgb_left.yaml"), os.path.join(ros, "ir_rgb_rgb.yaml")]
+    return (["calib-json", "--from", "ros", *pair, *rgb, "--temperatures", "35,35,38", "--out",
+             str(d / "module.json")],
+            lambda: deflash.import_calibration("ros", temperatures=(35, 35, 38), ir_pair=pair,
+                                               ir_rgb=rgb))
+
+
+def png_header_only(width, height):
+    """A greyscale PNG whose header claims `width` x `height` pixels."""
+    def chunk(kind, data):
+        body = kind + data
+        return struct.pack(">I", len(data)) + body + struct.pack(">I", zlib.crc32(body))
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 0, 0, 0, 0))
+            + chunk(b"IDAT", zlib.compress(b"")) + chunk(b"IEND", b""))
+
+
+def picture(d, name, data):
+    """rectify-check with `data` as its left picture, and read_picture of it."""
+    path = write(d, name, data)
+    return (["rectify-check", "--calibration", CALIBRATION, "--config", CLOSE, "--left", path,
+             "--right", os.path.join(MODULE, "scene_right.png"), "--out-dir",
+             str(d / "checked")],
+            lambda: deflash.read_picture(path))
 
 
 def image_of(kind):
@@ -324,6 +405,84 @@ CASES = [
          lambda d: update(d, "update-baseline", image_of("calibration"), "50"), 1),
     Case("UpdateBaselineBeyondAModule",
          lambda d: update(d, "update-baseline", image_of("calibration"), "-5000"), 2),
+    Case("UpdateFbPairsOneMatchingNoEntry",
+         lambda d: update(d, "update-fb", image_of("calibration"), "645:-50", "900:-50"), 1,
+         "$IMAGE: --fb 900:-50 matches no depth-to-colour entry (within 6 of its focal length); "
+         "the depth-to-colour entries' focal lengths are 645.07"),
+    Case("UpdateFbFocalLengthZero",
+         lambda d: update(d, "update-fb", image_of("calibration"), "0:-50"), 1,
+         "$IMAGE: --fb 0:-50 matches no depth-to-colour entry (within 6 of its focal length); "
+         "the depth-to-colour entries' focal lengths are 645.07"),
+
+    Case("UpdateBaselineAtAnIndexBeyondTheEntries",
+         lambda d: update_at(d, image_of("calibration"), "-60", 5), 1,
+         "$IMAGE: has 1 depth-calculation entry (0); --index 5 names none"),
+    Case("UpdateBaselineAtANegativeIndex",
+         lambda d: update_at(d, image_of("calibration"), "-60", -1), 2,
+         "--index -1 must be 0 or more; leave --index out to update every entry"),
+    Case("UpdateBaselineBeyondFloat32",
+         lambda d: update(d, "update-baseline", image_of("calibration"), "1e39"), 2,
+         "--baseline: not a finite number"),
+
+    # The temporary folder the updates write their scratch file into.
+    Case("UpdateWithoutATemporaryFolder",
+         lambda d: dry_run_update(d, image_of("calibration")), 2,
+         "TMPDIR=$DIR/absent: cannot be used as the temporary folder (No such file or directory)",
+         {"TMPDIR": "$DIR/absent"}),
+    Case("UpdateWithATemporaryFolderThatIsAFile",
+         lambda d: (write(d, "file", "not a folder"), dry_run_update(d, image_of("calibration")))[1],
+         2, "TMPDIR=$DIR/file: cannot be used as the temporary folder (Not a directory)",
+         {"TMPDIR": "$DIR/file"}),
+
+    # Numbers the calibration record's floats cannot hold.
+    Case("CalibrationNumberBeyondFloat32",
+         lambda d: calib_json(d, module_json('"fx": 643.52', '"fx": 1e+39')), 1,
+         "$DIR/module.json: left_ir.fx: 1e+39 does not fit the calibration record's 32-bit floats"),
+    Case("CalibrationTranslationBeyondFloat32",
+         lambda d: calib_json(d, module_json("[-50.012, 0.103, 0.207]", "[-50.012, 1e+39, 0.207]")),
+         1, "$DIR/module.json: right_ir_extrinsics.translation: 1e+39 does not fit the calibration "
+         "record's 32-bit floats"),
+    Case("CalibrationNumberBeyondDouble",
+         lambda d: calib_json(d, module_json('"k1": -0.0412', '"k1": -1e400')), 1,
+         "$DIR/module.json: left_ir.k1: -1e400 does not fit the calibration record's 32-bit "
+         "floats"),
+    Case("ImportRosValueBeyondFloat", lambda d: import_ros(d, example_edited(
+        "ros/ir_left.yaml", "[643.52, 0.0, 641.37", "[1e39, 0.0, 641.37")), 1,
+         '$DIR/left.yaml:5: "camera_matrix": fx = 1e+39 does not fit the calibration record\'s '
+         "32-bit floats"),
+    Case("ImportKalibrTranslationBeyondFloat", lambda d: import_kalibr(d, example_edited(
+        "kalibr/camchain.yaml", "-0.050012]", "-1e40]")), 1,
+         '$DIR/camchain.yaml:10: "cam1.T_cn_cnm1": translation x = -1e+43 mm does not fit the '
+         "calibration record's 32-bit floats"),
+    Case("ImportKalibrIntrinsicsBeyondFloat", lambda d: import_kalibr(d, example_edited(
+        "kalibr/camchain.yaml", "intrinsics: [643.52", "intrinsics: [1e39")), 1,
+         '$DIR/camchain.yaml:3: "cam0.intrinsics": fx = 1e+39 does not fit the calibration '
+         "record's 32-bit floats"),
+
+    # YAML nested far deeper than a calibration file.
+    Case("ImportKalibrNestedInBrackets",
+         lambda d: import_kalibr(d, "cam0: " + "[" * 500 + "]" * 500), 1,
+         "$DIR/camchain.yaml:1: not a calibration: nested too deeply"),
+    Case("ImportKalibrNestedByIndentation", lambda d: import_kalibr(
+        d, "cam0:\n" + "".join("  " * level + "a:\n" for level in range(1, 500))), 1,
+         "$DIR/camchain.yaml:499: not a calibration: nested too deeply"),
+    Case("ImportRosNestedInBraces",
+         lambda d: import_ros(d, "camera_matrix: " + "{a: " * 500 + "1" + "}" * 500 + "\n"), 1,
+         "$DIR/left.yaml:1: not a calibration: nested too deeply"),
+
+    Case("ImportOpenCvNestedInBraces",
+         lambda d: import_opencv(d, "%YAML:1.0\nM1: " + "{a: " * 500 + "1" + "}" * 500 + "\n"),
+         1, "$DIR/intrinsics.yml:2: not a calibration: nested too deeply"),
+
+    # Picture headers larger than any camera's picture.
+    Case("PngHeaderTooLarge", lambda d: picture(d, "huge.png", png_header_only(100000, 100000)),
+         1, "$DIR/huge.png: 100000x100000 pixels, more than any camera of a module has"),
+    Case("PngHeaderTooWide", lambda d: picture(d, "wide.png", png_header_only(100000, 1)), 1,
+         "$DIR/wide.png: 100000x1 pixels, more than any camera of a module has"),
+    Case("PgmHeaderTooWide", lambda d: picture(d, "wide.pgm", b"P5\n1 100000\n255\n"), 1,
+         "$DIR/wide.pgm: 1x100000 pixels, more than any camera of a module has"),
+    Case("PgmHeaderTooLarge", lambda d: picture(d, "huge.pgm", b"P5\n100000 100000\n255\n"), 1,
+         "$DIR/huge.pgm: 100000x100000 pixels, more than any camera of a module has"),
 ]
 
 #: A calibration dict gives the file's refusal, named "calibration".
@@ -334,6 +493,7 @@ DICT_CASES = {
     "VerticalBaseline": ("right_ir_extrinsics", "translation", [-5, -50, 0]),
     "IdenticalCameras": ("right_ir_extrinsics", "translation", [0, 0, 0]),
     "RationalDenominatorZeroInTheImage": ("left_ir", "k4", -1.0),
+    "CalibrationNumberBeyondFloat32": ("left_ir", "fx", 1e39),
 }
 
 
@@ -350,10 +510,10 @@ def module_side(call):
     return 0, []
 
 
-def tool_side(args):
+def tool_side(args, environment=None):
     """(exit code, its own lines without "deflash: ") of the tool."""
     run = subprocess.run([os.environ["DEFLASH_CLI"], *args], capture_output=True,
-                         stdin=subprocess.DEVNULL)
+                         stdin=subprocess.DEVNULL, env={**os.environ, **(environment or {})})
     err = run.stderr.decode("utf-8", "replace")
     lines = err.splitlines()
     assert all(line.startswith("deflash: ") for line in lines), err
@@ -373,10 +533,21 @@ def as_argument_names(line):
 def test_the_tool_and_the_module_refuse_alike(tmp_path, case):
     args, call = case.setup(tmp_path)
     before = sorted(os.listdir(tmp_path))
-    code, tool_lines = tool_side(args)
+    environment = {name: value.replace("$DIR", str(tmp_path))
+                   for name, value in case.environment.items()}
+    code, tool_lines = tool_side(args, environment)
     assert code == case.code, tool_lines
     assert code != 0 and tool_lines
-    module_code, module_lines = module_side(call)
+    saved = {name: os.environ.get(name) for name in environment}
+    os.environ.update(environment)
+    try:
+        module_code, module_lines = module_side(call)
+    finally:
+        for name, value in saved.items():
+            if value is None:
+                del os.environ[name]
+            else:
+                os.environ[name] = value
     image_path = str(tmp_path / "image.bin")
     expected = [as_argument_names(line).replace(image_path, "image") for line in tool_lines]
     assert module_code == code
@@ -408,6 +579,6 @@ def test_a_calibration_dict_is_refused_as_its_file_is(tmp_path, name):
                             for line in tool_lines]
 
 
-def test_the_catalogue_reaches_forty_cases_through_both_front_ends():
-    assert len(CASES) + len(DICT_CASES) >= 40
+def test_the_catalogue_reaches_ninety_cases_through_both_front_ends():
+    assert len(CASES) + len(DICT_CASES) >= 90
     assert len({c.name for c in CASES}) == len(CASES)

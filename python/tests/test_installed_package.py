@@ -113,8 +113,15 @@ def test_the_command_prints_and_exits_as_the_tool(tmp_path, name, native):
     assert (sorted(os.listdir(tmp_path / "command"))
             == sorted(os.listdir(tmp_path / "tool")))
     for written in os.listdir(tmp_path / "command"):
-        assert ((tmp_path / "command" / written).read_bytes()
-                == (tmp_path / "tool" / written).read_bytes())
+        command_bytes = (tmp_path / "command" / written).read_bytes()
+        tool_bytes = (tmp_path / "tool" / written).read_bytes()
+        if written == "raw.bin":
+            # The raw section carries the time it was written, whatever
+            # --timestamp says: two runs a second apart differ in its time
+            # stamp and CRC only.
+            command_bytes = command_bytes[:4] + bytes(4) + command_bytes[8:20] + bytes(4) + command_bytes[24:]
+            tool_bytes = tool_bytes[:4] + bytes(4) + tool_bytes[8:20] + bytes(4) + tool_bytes[24:]
+        assert command_bytes == tool_bytes
     out, err, code = command
     if name == "version":
         assert (out, err, code) == (deflash.version().encode() + b"\n", b"", 0)

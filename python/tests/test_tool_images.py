@@ -21,6 +21,13 @@ def tool(*args, cwd):
                           text=True)
 
 
+def without_clock(raw):
+    """The raw image with its CRC and time stamp zeroed: the raw section carries
+    the time it was written whatever --timestamp says, so two writes a second
+    apart differ there and only there."""
+    return raw[:4] + bytes(4) + raw[8:20] + bytes(4) + raw[24:]
+
+
 def test_calibration_images_equal_the_tools(tmp_path):
     run = tool("calib", "--calibration", CALIBRATION, "--config", CLOSE, "--config", LONG,
                "--timestamp", str(TIMESTAMP), "--out", "calib.bin", "--raw-out", "raw.bin",
@@ -29,7 +36,7 @@ def test_calibration_images_equal_the_tools(tmp_path):
         0, "wrote calib.bin (20480 bytes)\nwrote raw.bin (16384 bytes)\n", "")
     image, raw = deflash.calibration_images(CALIBRATION, [CLOSE, LONG], timestamp=TIMESTAMP)
     assert image == (tmp_path / "calib.bin").read_bytes()
-    assert raw == (tmp_path / "raw.bin").read_bytes()
+    assert without_clock(raw) == without_clock((tmp_path / "raw.bin").read_bytes())
 
 
 def test_start_row_image_equals_the_tools(tmp_path):

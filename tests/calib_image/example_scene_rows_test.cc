@@ -15,12 +15,12 @@
 #include "example_scene.h"
 #include "host/files/gray_image.h"
 #include "host/inputs/calibration_json.h"
+#include "scene_render.h"
 #include "support/console_capture.h"
 #include "support/temp_files.h"
 
 namespace {
 
-constexpr int kImageBytes = 0x6000;
 constexpr uint32_t kFormat8Bit = 0;
 
 /// Half the side of the window a mark's centroid is taken in: the marks are
@@ -85,17 +85,6 @@ centroid measure(const std::vector<uint8_t>& image, int width, int height, doubl
   return {true, sum_x / sum, sum_y / sum};
 }
 
-/// Rectified pixel of `point` (left IR frame, mm) for one camera.
-Eigen::Vector2d rectified_pixel(const Eigen::Vector3d& point, const example_scene::camera& cam,
-                                const float* rotation, const DeCameraIntrinsic_S& virt) {
-  Eigen::Matrix3d rect_from_camera;
-  for (int i = 0; i < 9; ++i) rect_from_camera(i / 3, i % 3) = rotation[i];
-  const Eigen::Vector3d in_rect =
-      rect_from_camera * (cam.camera_from_left * point + cam.translation);
-  return {virt.fx * in_rect.x() / in_rect.z() + virt.cx,
-          virt.fy * in_rect.y() / in_rect.z() + virt.cy};
-}
-
 TEST(ExampleScene, MarksLandOnTheSameRowInBothRectifiedPictures) {
   deflash_host::module_calibration calibration;
   std::string error;
@@ -103,16 +92,9 @@ TEST(ExampleScene, MarksLandOnTheSameRowInBothRectifiedPictures) {
       deflash_host::read_calibration_json(module_file("calibration.json"), calibration, error))
       << error;
   const std::string config = module_file("calib_close.ini");
-  const char* configs[1] = {config.c_str()};
-  const SocCalibParams_S* calibs[1] = {&calibration.params};
-  const float* temperatures[1] = {calibration.temperatures};
-  const SocCalibFlashInput_S input{configs, 1, calibs, 1, temperatures, 1, nullptr};
-  std::vector<uint8_t> flash(kImageBytes);
   int result = -1;
-  deflash_test::capture_console([&] {
-    result =
-        gen_soc_calib_flash_param_de(&input, flash.data(), nullptr, kImageBytes, 1, nullptr, 0);
-  });
+  deflash_test::capture_console(
+      [&] { result = example_scene::convert_module(calibration, config.c_str()); });
   ASSERT_EQ(result, 0);
   const soc_convert::DeStereoRectifyParams_S& rectify = deflash::module_calib_image().rectify;
 
@@ -154,9 +136,9 @@ TEST(ExampleScene, MarksLandOnTheSameRowInBothRectifiedPictures) {
       continue;
     }
     const Eigen::Vector2d in_left =
-        rectified_pixel(point, left_cam, rectify.rotation_L, rectify.virtual_L);
+        example_scene::rectified_pixel(point, left_cam, rectify.rotation_L, rectify.virtual_L);
     const Eigen::Vector2d in_right =
-        rectified_pixel(point, right_cam, rectify.rotation_R, rectify.virtual_R);
+        example_scene::rectified_pixel(point, right_cam, rectify.rotation_R, rectify.virtual_R);
     if (!inside(in_left) || !inside(in_right)) continue;
     const centroid l = measure(left_rect, width, height, in_left.x(), in_left.y());
     const centroid r = measure(right_rect, width, height, in_right.x(), in_right.y());

@@ -35,10 +35,14 @@ inline std::string shell_quote(const std::string& text) {
 #endif
 
 /// Runs the deflash binary with `args`, standard input closed; a process
-/// that dies by a signal reports exit code -1.
-inline tool_run run_tool(const std::vector<std::string>& args) {
+/// that dies by a signal reports exit code -1. `environment` ("NAME=value
+/// ..." on POSIX shells) goes before the command; a non-empty `out_path`
+/// takes standard output instead of the captured stream (such as /dev/full).
+inline tool_run run_tool(const std::vector<std::string>& args, const std::string& environment = "",
+                         const std::string& out_path = "") {
   temp_dir streams;
-  std::string command = shell_quote(DEFLASH_CLI_PATH);
+  std::string command = environment.empty() ? std::string() : environment + " ";
+  command += shell_quote(DEFLASH_CLI_PATH);
   for (const std::string& arg : args) command += " " + shell_quote(arg);
 #ifdef _WIN32
   command +=
@@ -49,13 +53,14 @@ inline tool_run run_tool(const std::vector<std::string>& args) {
   tool_run run;
   run.exit_code = status;
 #else
-  command +=
-      " </dev/null >" + shell_quote(streams.file("out")) + " 2>" + shell_quote(streams.file("err"));
+  command += " </dev/null >" + shell_quote(out_path.empty() ? streams.file("out") : out_path) +
+             " 2>" + shell_quote(streams.file("err"));
   const int status = std::system(command.c_str());
   tool_run run;
   run.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
-  const std::vector<uint8_t> out = read_file(streams.file("out"));
+  const std::vector<uint8_t> out =
+      out_path.empty() ? read_file(streams.file("out")) : std::vector<uint8_t>();
   const std::vector<uint8_t> err = read_file(streams.file("err"));
   run.out.assign(out.begin(), out.end());
   run.err.assign(err.begin(), err.end());

@@ -14,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "support/temp_files.h"
@@ -46,7 +47,8 @@ std::string edited(const std::string& name, const std::string& from, const std::
 std::map<std::string, std::string> snapshot(const std::string& dir) {
   std::map<std::string, std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(dir)) {
-    if (entry.is_regular_file()) files[entry.path().string()] = text_of(entry.path().string());
+    std::error_code ec;  // a link loop is no regular file
+    if (entry.is_regular_file(ec)) files[entry.path().string()] = text_of(entry.path().string());
   }
   return files;
 }
@@ -58,6 +60,12 @@ struct bad_input {
   int exit_code;
   /// The last line of standard error; "$DIR" stands for the case's folder.
   std::string last_line;
+  /// Set before the command ("NAME=value"; "$DIR" as above), when not empty.
+  std::string environment = "";
+  /// Takes standard output instead of the captured stream, when not empty.
+  std::string out_path = "";
+  /// Text standard output must hold, when not empty ("$DIR" as above).
+  std::string out_holds = "";
 };
 
 std::string in_dir(std::string text, const temp_dir& dir) {
@@ -252,6 +260,99 @@ std::string depth_section(const temp_dir& dir, const std::function<void(std::str
       crc32(0L, reinterpret_cast<const Bytef*>(section.data()), static_cast<uInt>(length)));
   put_u32(section, kSectionCrc, crc);
   return dir.write("depth.bin", section);
+}
+
+/// A PNG whose header claims `width` x `height` pixels of `colour_type`
+/// (0 grey, 2 RGB), with a token of data: the size alone must refuse it.
+std::string png_header_only(uint32_t width, uint32_t height, uint8_t colour_type) {
+  const auto chunk = [](const std::string& type, const std::string& data) {
+    std::string out;
+    const auto put_be = [&out](uint32_t v) {
+      for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>((v >> shift) & 0xFF);
+    };
+    put_be(static_cast<uint32_t>(data.size()));
+    const std::string body = type + data;
+    out += body;
+    put_be(static_cast<uint32_t>(
+        crc32(0L, reinterpret_cast<const Bytef*>(body.data()), static_cast<uInt>(body.size()))));
+    return out;
+  };
+  std::string header;
+  for (const uint32_t v : {width, height}) {
+    for (int shift = 24; shift >= 0; shift -= 8) header += static_cast<char>((v >> shift) & 0xFF);
+  }
+  header += std::string{'\x08', static_cast<char>(colour_type), '\0', '\0', '\0'};
+  return std::string("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", header) +
+         chunk("IDAT", std::string("\x78\x9c\x03\x00\x00\x00\x00\x01", 8)) + chunk("IEND", "");
+}
+
+/// rectify-check of the example module with the pictures given.
+std::vector<std::string> rectify_check(const temp_dir& dir, const std::string& left,
+                                       const std::string& right,
+                                       std::vector<std::string> more = {}) {
+  std::vector<std::string> args = {"rectify-check",
+                                   "--calibration",
+                                   kModule + "/calibration.json",
+                                   "--config",
+                                   kModule + "/calib_close.ini",
+                                   "--left",
+                                   left,
+                                   "--right",
+                                   right,
+                                   "--out-dir",
+                                   dir.file("checked")};
+  args.insert(args.end(), more.begin(), more.end());
+  return args;
+}
+
+/// The example file `path` with `from` replaced by `to` (once).
+std::string example_edited(const std::string& path, const std::string& from,
+                           const std::string& to) {
+  std::string text = text_of(kExamples + "/" + path);
+  const std::size_t at = text.find(from);
+  EXPECT_NE(at, std::string::npos) << from;
+  if (at != std::string::npos) text.replace(at, from.size(), to);
+  return text;
+}
+
+/// calib-json of the example ROS files, the left IR file replaced by `left`.
+std::vector<std::string> calib_json_ros(const temp_dir& dir, const std::string& left) {
+  dir.write("module.json", "previous calibration");
+  const std::string ros = kExamples + "/ros/";
+  return {"calib-json",
+          "--from",
+          "ros",
+          dir.write("left.yaml", left),
+          ros + "ir_right.yaml",
+          ros + "ir_rgb_left.yaml",
+          ros + "ir_rgb_rgb.yaml",
+          "--temperatures",
+          "35,35,38",
+          "--out",
+          dir.file("module.json")};
+}
+
+/// calib-json of a Kalibr camchain with text `camchain`.
+std::vector<std::string> calib_json_kalibr(const temp_dir& dir, const std::string& camchain) {
+  dir.write("module.json", "previous calibration");
+  return {"calib-json",     "--from",   "kalibr", dir.write("camchain.yaml", camchain),
+          "--temperatures", "35,35,38", "--out",  dir.file("module.json")};
+}
+
+/// A folder `lot` holding module A1 alone, with the shared configuration.
+std::string one_module_folder(const temp_dir& dir) {
+  for (const char* name : {"lot", "lot/A1"}) mkdir(dir.file(name).c_str(), 0755);
+  dir.write("lot/A1/calibration.json", text_of(kModule + "/calibration.json"));
+  for (const char* name : {"calib_close.ini", "dpu_close.ini", "d2c.ini", "ir_pre.ini"}) {
+    dir.write(std::string("lot/") + name, text_of(kModule + "/" + name));
+  }
+  return dir.file("lot");
+}
+
+/// A copy of the golden calibration image whose name holds the byte 0xFF,
+/// which is no UTF-8.
+std::string non_utf8_name(const temp_dir& dir) {
+  return dir.write("x\xff.bin", text_of(DEFLASH_SOURCE_DIR "/tests/data/calib_example.bin"));
 }
 
 // Offsets in the raw record: each camera is height, width, fx, fy, cx, cy, then
@@ -1094,6 +1195,224 @@ const std::vector<bad_input>& catalogue() {
        2,
        "deflash: $DIR/lot/B1: the output folder is the module folder B1 of $DIR/lot; give "
        "--out-dir outside the module folders"},
+
+      // The environment: a temporary folder that cannot be used.
+      {"DryRunWithoutATemporaryFolder",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"update-baseline", kGoldenCalib, "--baseline", "-60",
+                                         "--dry-run"};
+       },
+       2,
+       "deflash: TMPDIR=$DIR/absent: cannot be used as the temporary folder (No such file or "
+       "directory)",
+       "TMPDIR=$DIR/absent"},
+      {"DryRunWithATemporaryFolderThatIsAFile",
+       [](const temp_dir& d) {
+         d.write("file", "not a folder");
+         return std::vector<std::string>{"update-fb", kGoldenCalib, "--fb", "645:-60",
+                                         "--dry-run"};
+       },
+       2, "deflash: TMPDIR=$DIR/file: cannot be used as the temporary folder (Not a directory)",
+       "TMPDIR=$DIR/file"},
+
+      // Standard output that cannot take the report.
+      {"InspectJsonToAFullDevice",
+       [](const temp_dir&) { return std::vector<std::string>{"inspect", "--json", kGoldenCalib}; },
+       2, "deflash: standard output: cannot be written (a write failed)", "", "/dev/full"},
+      {"InspectToAFullDevice",
+       [](const temp_dir&) { return std::vector<std::string>{"inspect", kGoldenCalib}; }, 2,
+       "deflash: standard output: cannot be written (a write failed)", "", "/dev/full"},
+      {"DiffJsonToAFullDevice",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"diff", "--json", kGoldenCalib, kGoldenCalib};
+       },
+       2, "deflash: standard output: cannot be written (No space left on device)", "",
+       "/dev/full"},
+      {"DiffToAFullDevice",
+       [](const temp_dir&) {
+         return std::vector<std::string>{"diff", kGoldenCalib, kGoldenCalib};
+       },
+       2, "deflash: standard output: cannot be written (No space left on device)", "",
+       "/dev/full"},
+
+      // File names that are no UTF-8 in a JSON document.
+      {"InspectJsonOfANameThatIsNoUtf8",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"inspect", "--json", non_utf8_name(d)};
+       },
+       0, "", "", "", "\"file\": \"$DIR/x\xEF\xBF\xBD.bin\""},
+      {"DiffJsonOfANameThatIsNoUtf8",
+       [](const temp_dir& d) {
+         return std::vector<std::string>{"diff", "--json", non_utf8_name(d), kGoldenCalib};
+       },
+       0, "", "", "", "\"old\": \"$DIR/x\xEF\xBF\xBD.bin\""},
+
+      // Numbers the calibration record's floats cannot hold.
+      {"CalibrationNumberBeyondFloat32",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("\"fx\": 643.52", "\"fx\": 1e39"));
+       },
+       1,
+       "deflash: $DIR/module.json: left_ir.fx: 1e39 does not fit the calibration record's 32-bit "
+       "floats"},
+      {"CalibrationNumberBeyondDouble",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("\"k1\": -0.0412", "\"k1\": -1e400"));
+       },
+       1,
+       "deflash: $DIR/module.json: left_ir.k1: -1e400 does not fit the calibration record's "
+       "32-bit floats"},
+      {"CalibrationTranslationBeyondFloat32",
+       [](const temp_dir& d) {
+         return calib_json(d, module_json("[-50.012, 0.103, 0.207]", "[-50.012, 1e39, 0.207]"));
+       },
+       1,
+       "deflash: $DIR/module.json: right_ir_extrinsics.translation: 1e39 does not fit the "
+       "calibration record's 32-bit floats"},
+      {"CalibJsonRosValueBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_ros(d, example_edited("ros/ir_left.yaml", "[643.52, 0.0, 641.37",
+                                                 "[1e39, 0.0, 641.37"));
+       },
+       1,
+       "deflash: $DIR/left.yaml:5: \"camera_matrix\": fx = 1e+39 does not fit the calibration "
+       "record's 32-bit floats"},
+      {"CalibJsonKalibrIntrinsicsBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_kalibr(d, example_edited("kalibr/camchain.yaml",
+                                                    "intrinsics: [643.52", "intrinsics: [1e39"));
+       },
+       1,
+       "deflash: $DIR/camchain.yaml:3: \"cam0.intrinsics\": fx = 1e+39 does not fit the "
+       "calibration record's 32-bit floats"},
+      {"CalibJsonKalibrTranslationBeyondFloat",
+       [](const temp_dir& d) {
+         return calib_json_kalibr(d,
+                                  example_edited("kalibr/camchain.yaml", "-0.050012]", "-1e40]"));
+       },
+       1,
+       "deflash: $DIR/camchain.yaml:10: \"cam1.T_cn_cnm1\": translation x = -1e+43 mm does not "
+       "fit the calibration record's 32-bit floats"},
+
+      // YAML nested far deeper than a calibration file.
+      {"CalibJsonKalibrNestedInBrackets",
+       [](const temp_dir& d) {
+         return calib_json_kalibr(d, "cam0: " + std::string(500, '[') + std::string(500, ']'));
+       },
+       1, "deflash: $DIR/camchain.yaml:1: not a calibration: nested too deeply"},
+      {"CalibJsonKalibrUnclosedBrackets",
+       [](const temp_dir& d) { return calib_json_kalibr(d, "cam0: " + std::string(100000, '[')); },
+       1, "deflash: $DIR/camchain.yaml:1: not a calibration: nested too deeply"},
+      {"CalibJsonKalibrNestedByIndentation",
+       [](const temp_dir& d) {
+         std::string text = "cam0:\n";
+         for (int level = 1; level < 500; ++level) text += std::string(2 * level, ' ') + "a:\n";
+         return calib_json_kalibr(d, text);
+       },
+       1, "deflash: $DIR/camchain.yaml:499: not a calibration: nested too deeply"},
+      {"CalibJsonOpenCvNestedInBraces",
+       [](const temp_dir& d) {
+         std::string text = "%YAML:1.0\nM1: ";
+         for (int level = 0; level < 500; ++level) text += "{a: ";
+         return calib_json_opencv(d, text + "1" + std::string(500, '}') + "\n");
+       },
+       1, "deflash: $DIR/intrinsics.yml:2: not a calibration: nested too deeply"},
+
+      // --fb pairs and the entries they name.
+      {"UpdateFbPairsOneMatchingNoEntry",
+       [](const temp_dir& d) {
+         return update(d, "update-fb", kGoldenCalib, {"--fb", "645:-50", "--fb", "900:-50"});
+       },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 900:-50 matches no depth-to-colour entry (within 6 of its focal length); the "
+           "depth-to-colour entries' focal lengths are 645.07"},
+      {"UpdateFbFocalLengthZero",
+       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {"--fb", "0:-50"}); },
+       1,
+       "deflash: " + kGoldenCalib +
+           ": --fb 0:-50 matches no depth-to-colour entry (within 6 of its focal length); the "
+           "depth-to-colour entries' focal lengths are 645.07"},
+      {"UpdateFbWithoutAPair",
+       [](const temp_dir& d) { return update(d, "update-fb", kGoldenCalib, {}); }, 2,
+       "deflash: --fb is required"},
+
+      // Picture headers larger than any camera's picture.
+      {"PngHeaderTooLarge",
+       [](const temp_dir& d) {
+         return rectify_check(d, d.write("huge.png", png_header_only(100000, 100000, 0)),
+                              kModule + "/scene_right.png");
+       },
+       1, "deflash: $DIR/huge.png: 100000x100000 pixels, more than any camera of a module has"},
+      {"PngHeaderTooWide",
+       [](const temp_dir& d) {
+         return rectify_check(d, kModule + "/scene_left.png",
+                              d.write("wide.png", png_header_only(100000, 1, 0)));
+       },
+       1, "deflash: $DIR/wide.png: 100000x1 pixels, more than any camera of a module has"},
+      {"PgmHeaderTooLarge",
+       [](const temp_dir& d) {
+         return rectify_check(d, d.write("huge.pgm", "P5\n100000 100000\n255\n"),
+                              kModule + "/scene_right.png");
+       },
+       1, "deflash: $DIR/huge.pgm: 100000x100000 pixels, more than any camera of a module has"},
+      {"ColourPngHeaderTooLarge",
+       [](const temp_dir& d) {
+         return rectify_check(d, kModule + "/scene_left.png", kModule + "/scene_right.png",
+                              {"--depth", kModule + "/scene_depth.png", "--rgb",
+                               d.write("rgb.png", png_header_only(100000, 100000, 2))});
+       },
+       1, "deflash: $DIR/rgb.png: 100000x100000 pixels, more than any camera of a module has"},
+
+      // A batch folder's configuration files that cannot be read.
+      {"BatchFolderSharedConfigurationDanglingLink",
+       [](const temp_dir& d) {
+         const std::string lot = module_folders(d);
+         symlink("absent.ini", d.file("lot/calib_zz.ini").c_str());
+         return std::vector<std::string>{"batch", lot, "--out-dir", d.file("out")};
+       },
+       2, "deflash: $DIR/lot/calib_zz.ini: cannot be read (No such file or directory)"},
+      {"BatchFolderSharedConfigurationIsAFifo",
+       [](const temp_dir& d) {
+         const std::string lot = module_folders(d);
+         std::remove(d.file("lot/d2c.ini").c_str());
+         mkfifo(d.file("lot/d2c.ini").c_str(), 0644);
+         return std::vector<std::string>{"batch", lot, "--out-dir", d.file("out")};
+       },
+       2, "deflash: $DIR/lot/d2c.ini: cannot be read (not a regular file)"},
+      {"BatchFolderModuleConfigurationIsAFifo",
+       [](const temp_dir& d) {
+         const std::string lot = one_module_folder(d);
+         mkfifo(d.file("lot/A1/dpu_x.ini").c_str(), 0644);
+         return std::vector<std::string>{"batch", lot, "--out-dir", d.file("out")};
+       },
+       1, "deflash: A1: $DIR/lot/A1/dpu_x.ini: cannot be read (not a regular file)"},
+
+      // --force through links that name no file that can be written.
+      {"ForceThroughADanglingLinkIntoAMissingFolder",
+       [](const temp_dir& d) {
+         symlink("missing/target.bin", d.file("link.bin").c_str());
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--raw-out", d.file("link.bin"), "--force"});
+       },
+       2, "deflash: $DIR/link.bin: cannot be written (No such file or directory)"},
+      {"ForceThroughALinkLoop",
+       [](const temp_dir& d) {
+         symlink("loop.bin", d.file("loop.bin").c_str());
+         return calib(d, kModule + "/calibration.json", kModule + "/calib_close.ini",
+                      {"--raw-out", d.file("loop.bin"), "--force"});
+       },
+       2, "deflash: $DIR/loop.bin: cannot be written (its symbolic links go round in a loop)"},
+      {"ForceThroughALinkToALinkToTheConfiguration",
+       [](const temp_dir& d) {
+         const std::string config = d.write("c.ini", text_of(kModule + "/calib_close.ini"));
+         symlink("c.ini", d.file("second.bin").c_str());
+         symlink("second.bin", d.file("first.bin").c_str());
+         return std::vector<std::string>{
+             "calib", "--calibration", kModule + "/calibration.json", "--config", config, "--out",
+             d.file("first.bin"), "--force"};
+       },
+       2, "deflash: $DIR/first.bin: cannot be written (it is the input $DIR/c.ini)"},
   };
   return cases;
 }
@@ -1107,8 +1426,11 @@ TEST_P(BadInput, FailsWithOneLineAndChangesNoFile) {
   temp_dir dir;
   const std::vector<std::string> args = c.setup(dir);
   const std::map<std::string, std::string> before = snapshot(dir.path());
-  const tool_run run = run_tool(args);
+  const tool_run run = run_tool(args, in_dir(c.environment, dir), c.out_path);
   EXPECT_EQ(run.exit_code, c.exit_code) << run.err;
+  if (!c.out_holds.empty()) {
+    EXPECT_NE(run.out.find(in_dir(c.out_holds, dir)), std::string::npos) << run.out;
+  }
   if (!c.last_line.empty()) {
     const std::string line = in_dir(c.last_line, dir) + "\n";
     ASSERT_GE(run.err.size(), line.size()) << run.err;

@@ -342,7 +342,8 @@ TEST(CalibrationJson, RejectsANumberBeyondFloat32) {
   const std::size_t at = text.find(fx);
   ASSERT_NE(at, std::string::npos);
   text.replace(at, fx.size(), "\"fx\":1e39");
-  EXPECT_EQ(parse_text_error(text), "cal.json: not valid JSON: number overflow parsing '1e39'");
+  EXPECT_EQ(parse_text_error(text),
+            "cal.json: left_ir.fx: 1e39 does not fit the calibration record's 32-bit floats");
 }
 
 TEST(CalibrationJson, ReadsAFile) {

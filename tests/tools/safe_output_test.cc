@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -131,6 +132,45 @@ TEST(SafeOutput, RefusesASymbolicLinkUnlessForced) {
   struct stat st {};
   ASSERT_EQ(lstat(dir.file("link.bin").c_str(), &st), 0);
   EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the link stays a link";
+}
+
+TEST(SafeOutput, WritesTheFileADanglingLinkNamesWhenForced) {
+  temp_dir dir;
+  mkdir(dir.file("images").c_str(), 0755);
+  // Relative to the link's folder, through a second link, as a station's
+  // "current" links are laid out.
+  ASSERT_EQ(symlink("images/calib.bin", dir.file("next.bin").c_str()), 0);
+  ASSERT_EQ(symlink("next.bin", dir.file("current.bin").c_str()), 0);
+  output_options force;
+  force.force = true;
+  std::string error;
+  ASSERT_TRUE(write_outputs({}, {{dir.file("current.bin"), "new"}}, force, error)) << error;
+  EXPECT_EQ(text_of(dir.file("images/calib.bin")), "new");
+  for (const char* link : {"current.bin", "next.bin"}) {
+    struct stat st {};
+    ASSERT_EQ(lstat(dir.file(link).c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode)) << link << " stays a link";
+  }
+}
+
+TEST(SafeOutput, NamesTheTemporaryFolderItCannotUse) {
+  temp_dir dir;
+  const char* saved = std::getenv("TMPDIR");
+  const std::string previous = saved != nullptr ? saved : "";
+  setenv("TMPDIR", dir.file("absent").c_str(), 1);
+  std::string error;
+  const std::string path = temporary_folder_path("scratch.bin", error);
+  setenv("TMPDIR", dir.path().c_str(), 1);
+  const std::string usable = temporary_folder_path("scratch.bin", error);
+  if (saved != nullptr) {
+    setenv("TMPDIR", previous.c_str(), 1);
+  } else {
+    unsetenv("TMPDIR");
+  }
+  EXPECT_EQ(path, "");
+  EXPECT_EQ(error, "TMPDIR=" + dir.file("absent") +
+                       ": cannot be used as the temporary folder (No such file or directory)");
+  EXPECT_EQ(usable, dir.file("scratch.bin"));
 }
 
 TEST(SafeOutput, ChangesNothingWhenOneOutputCannotBeWritten) {

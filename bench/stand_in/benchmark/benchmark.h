@@ -97,6 +97,8 @@ class State {
     message_ = message;
   }
   void SetLabel(const std::string& label) { label_ = label; }
+  // Throughput is not reported by this runner: the figures it writes are times.
+  void SetBytesProcessed(long long bytes) { bytes_ = bytes; }
   long long iterations() const { return iterations_; }
 
   std::map<std::string, Counter> counters;
@@ -122,6 +124,7 @@ class State {
   bool error_ = false;
   std::string message_;
   std::string label_;
+  long long bytes_ = 0;
   double real_start_ = 0;
   double cpu_start_ = 0;
   double real_ = 0;

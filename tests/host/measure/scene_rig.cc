@@ -10,13 +10,13 @@
 
 #include "calib_image/calib_state.h"
 #include "deflash/calib_image.h"
+#include "scene_render.h"
 #include "support/console_capture.h"
 #include "support/temp_files.h"
 
 namespace measure_test {
 namespace {
 
-constexpr int kImageBytes = 0x6000;
 constexpr uint32_t kFormat8Bit = 0;
 constexpr uint32_t kFormat16Bit = 2;
 
@@ -32,28 +32,6 @@ deflash_host::gray_image load(const std::string& path) {
       deflash_host::decode_gray_image(path, std::string(bytes.begin(), bytes.end()), image, error),
       deflash_host::picture_status::ok)
       << error;
-  return image;
-}
-
-deflash_host::gray_image render_ir(const example_scene::scene& world,
-                                   const example_scene::camera& cam) {
-  deflash_host::gray_image image;
-  image.width = cam.width;
-  image.height = cam.height;
-  image.bits = 8;
-  image.pixels.assign(static_cast<std::size_t>(cam.width) * cam.height, 0);
-  for (int y = 0; y < cam.height; ++y) {
-    for (int x = 0; x < cam.width; ++x) {
-      Eigen::Vector3d from;
-      Eigen::Vector3d direction;
-      example_scene::pixel_ray(cam, x, y, from, direction);
-      const example_scene::hit h = example_scene::cast(world, from, direction);
-      if (!h.found) continue;
-      const double value = std::round(example_scene::grey(world, h.plane, h.s, h.t));
-      image.pixels[static_cast<std::size_t>(y) * cam.width + x] =
-          static_cast<uint16_t>(std::fmin(255.0, std::fmax(0.0, value)));
-    }
-  }
   return image;
 }
 
@@ -85,31 +63,11 @@ double value_noise(double s, double t, double cell) {
 
 deflash_host::gray_image render_target_camera(const example_scene::scene& world, double feature_mm,
                                               const example_scene::camera& cam) {
-  deflash_host::gray_image image;
-  image.width = cam.width;
-  image.height = cam.height;
-  image.bits = 8;
-  image.pixels.assign(static_cast<std::size_t>(cam.width) * cam.height, 0);
-  for (int y = 0; y < cam.height; ++y) {
-    for (int x = 0; x < cam.width; ++x) {
-      Eigen::Vector3d from;
-      Eigen::Vector3d direction;
-      example_scene::pixel_ray(cam, x, y, from, direction);
-      const example_scene::hit h = example_scene::cast(world, from, direction);
-      if (!h.found) continue;
-      const double value = 128.0 + 55.0 * value_noise(h.s, h.t, feature_mm) +
-                           25.0 * value_noise(h.s + 1000.0, h.t, 2.7 * feature_mm);
-      image.pixels[static_cast<std::size_t>(y) * cam.width + x] =
-          static_cast<uint16_t>(std::fmin(250.0, std::fmax(5.0, std::round(value))));
-    }
-  }
-  return image;
-}
-
-Eigen::Matrix3d matrix_of(const float* m) {
-  Eigen::Matrix3d out;
-  for (int i = 0; i < 9; ++i) out(i / 3, i % 3) = m[i];
-  return out;
+  return example_scene::render_grey(world, cam, [feature_mm](const example_scene::hit& h) {
+    const double value = 128.0 + 55.0 * value_noise(h.s, h.t, feature_mm) +
+                         25.0 * value_noise(h.s + 1000.0, h.t, 2.7 * feature_mm);
+    return static_cast<uint16_t>(std::fmin(250.0, std::fmax(5.0, std::round(value))));
+  });
 }
 
 }  // namespace
@@ -130,8 +88,8 @@ source_pair example_pictures() {
 }
 
 source_pair render_pair(const example_scene::scene& world, const SocCalibParams_S& truth) {
-  return {render_ir(world, example_scene::camera_of(truth, kCameraLeftIr)),
-          render_ir(world, example_scene::camera_of(truth, kCameraRightIr))};
+  return {example_scene::render_ir(world, example_scene::camera_of(truth, kCameraLeftIr)),
+          example_scene::render_ir(world, example_scene::camera_of(truth, kCameraRightIr))};
 }
 
 source_pair render_target(const std::vector<example_scene::textured_plane>& planes,
@@ -146,16 +104,9 @@ rectified_pair rectify_with(const deflash_host::module_calibration& used,
                             const source_pair& sources) {
   rectified_pair out;
   const std::string config = close_config();
-  const char* configs[1] = {config.c_str()};
-  const SocCalibParams_S* calibs[1] = {&used.params};
-  const float* temperatures[1] = {used.temperatures};
-  const SocCalibFlashInput_S input{configs, 1, calibs, 1, temperatures, 1, nullptr};
-  std::vector<uint8_t> flash(kImageBytes);
   int result = -1;
-  deflash_test::capture_console([&] {
-    result =
-        gen_soc_calib_flash_param_de(&input, flash.data(), nullptr, kImageBytes, 1, nullptr, 0);
-  });
+  deflash_test::capture_console(
+      [&] { result = example_scene::convert_module(used, config.c_str()); });
   if (result != 0) return out;
   out.rectify = deflash::module_calib_image().rectify;
   const int bits = sources.left.bits;
@@ -205,17 +156,14 @@ deflash_host::gray_view view_of(const deflash_host::gray_image& image) {
 bool predicted_dy(const example_scene::scene& world, const SocCalibParams_S& truth,
                   const soc_convert::DeStereoRectifyParams_S& used, double x, double y,
                   double& dy) {
-  const Eigen::Matrix3d rect_from_left = matrix_of(used.rotation_L);
-  const Eigen::Vector3d rect_ray((x - used.virtual_L.cx) / used.virtual_L.fx,
-                                 (y - used.virtual_L.cy) / used.virtual_L.fy, 1.0);
-  const example_scene::hit h =
-      example_scene::cast(world, Eigen::Vector3d::Zero(), rect_from_left.transpose() * rect_ray);
+  const Eigen::Matrix3d rect_from_left = example_scene::rect_from_camera(used.rotation_L);
+  const Eigen::Vector3d left_ray =
+      rect_from_left.transpose() * example_scene::rectified_ray(used.virtual_L, x, y);
+  const example_scene::hit h = example_scene::cast(world, Eigen::Vector3d::Zero(), left_ray);
   if (!h.found) return false;
-  const Eigen::Vector3d point = h.distance * (rect_from_left.transpose() * rect_ray);
+  const Eigen::Vector3d point = h.distance * left_ray;
   const example_scene::camera right = example_scene::camera_of(truth, kCameraRightIr);
-  const Eigen::Vector3d in_rect =
-      matrix_of(used.rotation_R) * (right.camera_from_left * point + right.translation);
-  dy = used.virtual_R.fy * in_rect.y() / in_rect.z() + used.virtual_R.cy - y;
+  dy = example_scene::rectified_pixel(point, right, used.rotation_R, used.virtual_R).y() - y;
   return true;
 }
 

@@ -34,6 +34,13 @@ bool write_outputs(const std::vector<std::string>& inputs, const std::vector<out
 /// `error`. The caller removes it when done.
 std::string reserve_temporary(const std::string& target, std::string& error);
 
+/// The path `name` in the system's temporary folder (the first of TMPDIR,
+/// TMP, TEMP and TEMPDIR that is set, else /tmp; GetTempPath on Windows), for
+/// the scratch file of a writer that only takes a path. Returns an empty
+/// string and a one-line `error` naming the variable and the folder when that
+/// folder cannot be used.
+std::string temporary_folder_path(const std::string& name, std::string& error);
+
 }  // namespace deflash_host
 
 #endif  // DEFLASH_HOST_SAFE_OUTPUT_H_

@@ -26,7 +26,7 @@ enum class update_kind {
 };
 
 /// A focal length (pixels) and the baseline for the entries of that focal
-/// length, as `--fb F:B` gives them.
+/// length, as `--fb F:B` gives them (read by host/images/fb_pairs.h).
 struct fb_pair {
   float focal_length = 0.0f;
   float baseline = 0.0f;
@@ -66,10 +66,6 @@ struct update_result {
   /// the result does not verify.
   std::vector<difference> changes;
 };
-
-/// "F:B" into a pair; false when either is missing, not a number, not
-/// finite, or followed by other text.
-bool parse_fb_pair(const std::string& text, fb_pair& out);
 
 /// Runs the update of `request`: unusable for a value no real module has
 /// (a negative index, a baseline outside the module range) and for an input

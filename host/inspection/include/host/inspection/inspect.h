@@ -92,7 +92,7 @@ json render_json_failures(const report& r);
 /// render_json(r) with "file" added last when given, as text dumped with
 /// `indent` (below 0: compact), byte for byte what dumping the document
 /// gives; written node by node, so a large image never becomes one JSON
-/// tree in memory.
+/// tree in memory. The file name goes through json_text_of.
 std::string render_json_text(const report& r, int indent, const std::string* file = nullptr);
 
 /// One field that differs between two decoded files of the same kind.
@@ -128,9 +128,14 @@ std::string difference_text(const difference& d);
 /// differences when some were left out; empty otherwise.
 std::string unlisted_differences_text(const difference_list& d);
 
+/// `text` as a JSON document can carry it: valid UTF-8 as it stands, every
+/// byte that is not part of valid UTF-8 as U+FFFD. A path may hold any bytes.
+std::string json_text_of(const std::string& text);
+
 /// The document `deflash diff --json` prints: {"schema", "old", "new", "kind",
 /// "equal", "differences"}, then "unlisted_differences" when some were left
-/// out. The file names are left out when not given (the Python module).
+/// out. The file names are left out when not given (the Python module); they
+/// go through json_text_of.
 /// The reports are of one kind and size (the caller has said so otherwise).
 json diff_json(const report& a, const report& b);
 json diff_json(const report& a, const report& b, const std::string& old_name,
