@@ -50,13 +50,17 @@ bool inspect_checked(const std::vector<uint8_t>& bytes, deflash_host::report& ou
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const std::vector<uint8_t> bytes(data, data + size);
   deflash_host::report original;
-  // Serialising dominates an execution under the sanitizers: the streamed
-  // text is compared with the document the library dumps on the inputs whose
-  // last byte is a multiple of four, a quarter of them, and the changed copy
-  // below is not serialised at all (the fuzzer reaches such bytes as inputs
-  // of their own).
-  const bool compare = size != 0 && data[size - 1] % 4 == 0;
-  if (!inspect_checked(bytes, original, compare ? json_check::compare : json_check::stream)) {
+  // Serialising dominates an execution under the sanitizers: the report is
+  // streamed as JSON on the inputs whose last byte is even, half of them,
+  // and the streamed text compared with the document the library dumps on
+  // those whose last byte is a multiple of eight; the changed copy below is
+  // not serialised at all (the fuzzer reaches such bytes as inputs of their
+  // own, and flips a last byte as readily as any other).
+  const uint8_t last = size != 0 ? data[size - 1] : 0;
+  const json_check json = last % 8 == 0   ? json_check::compare
+                          : last % 2 == 0 ? json_check::stream
+                                          : json_check::none;
+  if (!inspect_checked(bytes, original, json)) {
     return 0;
   }
   FUZZ_CHECK(deflash_host::diff_reports(original, original).count() == 0);
