@@ -14,6 +14,7 @@ packages=(
   hyperfine           # bench/run.sh: whole-command wall times
   zlib1g-dev          # reference CRC-32 in the tests
   libpng-dev          # rectify-check: IR, depth and rectified pictures as PNG
+  libdeflate-dev      # rectify-check: the pictures it writes, compressed
   libyaml-cpp-dev     # calibration import: OpenCV, ROS and Kalibr YAML
   libpugixml-dev      # calibration import: OpenCV XML
   libopencv-dev       # tests only: cross-check of the rectification with OpenCV

@@ -4,6 +4,7 @@
 // are, and passes or fails the mode on that.
 #include <cmath>
 #include <cstdio>
+#include <deque>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -91,10 +92,10 @@ loaded_picture load_picture(const std::string& path, bool colour) {
   return picture;
 }
 
-/// Reads and decodes the pictures given, each on a thread of its own
-/// (decompression is much of what the command does), and reports the first
-/// that fails in the order left, right, depth, RGB; kExitOk or its status.
-int load_pictures(const rectify_check_options& options, input_pictures& pictures) {
+/// Starts reading and decoding the pictures given, each on a thread of its
+/// own (decompression is much of what the command does), in the order left,
+/// right, depth, RGB.
+std::vector<std::future<loaded_picture>> start_loading(const rectify_check_options& options) {
   const std::vector<std::pair<const std::string*, bool>> paths{{&options.left, false},
                                                                {&options.right, false},
                                                                {&options.depth, false},
@@ -105,6 +106,13 @@ int load_pictures(const rectify_check_options& options, input_pictures& pictures
     if (path->empty()) continue;
     running.push_back(std::async(std::launch::async, load_picture, *path, colour));
   }
+  return running;
+}
+
+/// The pictures start_loading read, or the first that failed in its order
+/// reported: kExitOk or its status.
+int take_pictures(const rectify_check_options& options,
+                  std::vector<std::future<loaded_picture>>& running, input_pictures& pictures) {
   std::vector<loaded_picture> loaded;
   loaded.reserve(running.size());
   for (std::future<loaded_picture>& picture : running) loaded.push_back(picture.get());
@@ -160,8 +168,8 @@ debug_picture debug_input(const std::string& name, const gray_image& image,
 }
 
 /// A picture the debug check wrote, back as a picture: bytes packed into the
-/// words at 8 bits.
-gray_image from_check_words(const std::vector<uint16_t>& words, const image_size& size, int bits) {
+/// words at 8 bits; 16-bit words are taken over as they are.
+gray_image from_check_words(std::vector<uint16_t>&& words, const image_size& size, int bits) {
   gray_image image;
   image.width = size.width;
   image.height = size.height;
@@ -169,7 +177,8 @@ gray_image from_check_words(const std::vector<uint16_t>& words, const image_size
   const std::size_t count =
       static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
   if (bits == 16) {
-    image.pixels.assign(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(count));
+    image.pixels = std::move(words);
+    image.pixels.resize(count);
     return image;
   }
   const auto* bytes = reinterpret_cast<const uint8_t*>(words.data());
@@ -177,40 +186,38 @@ gray_image from_check_words(const std::vector<uint16_t>& words, const image_size
   return image;
 }
 
-/// The debug check's results as pictures.
-struct checked_pictures {
-  converted_geometry geometry;
-  gray_image left;
-  gray_image right;
-  gray_image depth_in_rgb;
-};
-
-/// Converts the camera mode and runs the library's debug check on the
-/// pictures; kExitOk or the failure after its line.
-int run_check(const calibration_inputs& inputs, const rectify_check_options& options,
-              const input_pictures& pictures, checked_pictures& checked) {
+/// The pictures as the debug check takes them, with the bytes of 8-bit ones.
+struct check_inputs {
   std::vector<uint8_t> left_bytes;
   std::vector<uint8_t> right_bytes;
   std::vector<uint8_t> depth_bytes;
-  debug_check_result result;
-  const outcome ran = run_debug_check(inputs, debug_input(options.left, pictures.left, left_bytes),
-                                      debug_input(options.right, pictures.right, right_bytes),
-                                      debug_input(options.depth, pictures.depth, depth_bytes),
-                                      options.source, result);
+  debug_picture left;
+  debug_picture right;
+  debug_picture depth;
+};
+
+/// Everything the debug check can refuse, in the order a check in one step
+/// reports it (a picture's depth, the conversion that ran while the pictures
+/// were decoded, a picture's size), then the colour picture's size: kExitOk or
+/// the failure after its line.
+int check_pictures_fit(const outcome& conversion, const converted_geometry& converted,
+                       const rectify_check_options& options, const input_pictures& pictures,
+                       check_inputs& check) {
+  check.left = debug_input(options.left, pictures.left, check.left_bytes);
+  check.right = debug_input(options.right, pictures.right, check.right_bytes);
+  check.depth = debug_input(options.depth, pictures.depth, check.depth_bytes);
+  outcome ran = check_debug_depths(check.left, check.right, check.depth);
+  if (ran.ok()) {
+    ran = conversion;
+    if (ran.ok()) ran.append(check_debug_sizes(converted, check.left, check.right, check.depth));
+  }
   if (const int status = show(ran, options.source.level()); status != kExitOk) return status;
-  const converted_geometry& geometry = result.geometry;
   if (!options.rgb.empty() &&
-      (pictures.rgb.width != geometry.rgb.width || pictures.rgb.height != geometry.rgb.height)) {
+      (pictures.rgb.width != converted.rgb.width || pictures.rgb.height != converted.rgb.height)) {
     return report_failure(kExitFailure, options.rgb + ": " +
                                             size_text(pictures.rgb.width, pictures.rgb.height) +
                                             " pixels, but the depth-to-colour RGB image is " +
-                                            size_text(geometry.rgb.width, geometry.rgb.height));
-  }
-  checked.geometry = geometry;
-  checked.left = from_check_words(result.left, geometry.left_rectified, result.ir_bits);
-  checked.right = from_check_words(result.right, geometry.right_rectified, result.ir_bits);
-  if (!options.depth.empty()) {
-    checked.depth_in_rgb = from_check_words(result.depth_in_rgb, geometry.rgb, 16);
+                                            size_text(converted.rgb.width, converted.rgb.height));
   }
   return kExitOk;
 }
@@ -282,50 +289,102 @@ output_picture colour_output(const char* name, rgb_picture picture) {
   return out;
 }
 
-/// The pictures of the rectification itself: left, right, side by side,
-/// then the depth in the RGB camera when a depth picture was given.
-std::vector<output_picture> rectified_pictures(checked_pictures& checked) {
-  std::vector<output_picture> pictures;
-  pictures.reserve(4);
-  gray_image both = side_by_side(checked.left, checked.right);
-  pictures.push_back(grey_output(kLeftName, std::move(checked.left)));
-  pictures.push_back(grey_output(kRightName, std::move(checked.right)));
-  pictures.push_back(grey_output(kSideBySideName, std::move(both)));
-  if (!checked.depth_in_rgb.pixels.empty()) {
-    pictures.push_back(grey_output(kDepthName, std::move(checked.depth_in_rgb)));
-  }
-  return pictures;
-}
+/// A picture the command writes and its PNG.
+struct written_picture {
+  output_picture picture;
+  png_encoding png;
+};
 
-/// The pictures drawn from the measurement and the colour picture: the row
-/// error over the left picture, the depth laid over the colour picture.
-std::vector<output_picture> measured_pictures(const std::vector<output_picture>& rectified,
-                                              input_pictures& inputs,
-                                              const row_error_result& row_error) {
-  std::vector<output_picture> pictures;
-  const gray_image& left = rectified[0].gray;
-  pictures.push_back(
-      colour_output(kRowErrorName, draw_row_error(view_of(left), left.bits, row_error)));
-  if (rectified.size() > 3 && !inputs.rgb.rgb.empty()) {
+/// Pictures to write, each compressed on a thread of its own from the
+/// moment it is added: compression is most of what the command does, and
+/// the pictures share nothing.
+class picture_batch {
+ public:
+  picture_batch() = default;
+  picture_batch(const picture_batch&) = delete;
+  picture_batch& operator=(const picture_batch&) = delete;
+
+  /// The picture added, for what is drawn from it.
+  const output_picture& add(output_picture picture) {
+    pictures_.push_back(std::move(picture));
+    const output_picture& added = pictures_.back();
+    encodings_.push_back(std::async(std::launch::async, [&added] {
+      png_encoding encoding;
+      encoding.encoded = added.is_colour
+                             ? encode_colour_png(added.colour, encoding.png, encoding.error)
+                             : encode_png(added.gray, encoding.png, encoding.error);
+      return encoding;
+    }));
+    return added;
+  }
+
+  /// Waits for every picture's PNG; get() passes on what a thread threw
+  /// (std::bad_alloc) after the earlier ones were waited for.
+  std::vector<written_picture> finish() {
+    std::vector<written_picture> written;
+    written.reserve(pictures_.size());
+    for (std::size_t i = 0; i < pictures_.size(); ++i) {
+      png_encoding png = encodings_[i].get();
+      written.push_back({std::move(pictures_[i]), std::move(png)});
+    }
+    return written;
+  }
+
+ private:
+  // Declared first, destroyed last: an unfinished batch waits for its
+  // threads (the futures' destructors) before the pictures they read go.
+  std::deque<output_picture> pictures_;
+  std::vector<std::future<png_encoding>> encodings_;
+};
+
+/// The depth picture reprojected into the RGB camera and, with a colour
+/// picture, laid over it; compressed. The work that runs beside the IR pair's.
+std::vector<written_picture> depth_pictures(const converted_geometry& converted,
+                                            const debug_picture& depth, colour_image rgb) {
+  debug_check_result result;
+  // The sizes were checked before: the check has nothing left to refuse.
+  (void)check_debug_pictures(converted, debug_picture{}, debug_picture{}, depth, result);
+  picture_batch batch;
+  const output_picture& in_rgb = batch.add(
+      grey_output(kDepthName, from_check_words(std::move(result.depth_in_rgb), converted.rgb, 16)));
+  if (!rgb.rgb.empty()) {
     rgb_picture photo;
-    photo.width = inputs.rgb.width;
-    photo.height = inputs.rgb.height;
-    photo.rgb = std::move(inputs.rgb.rgb);
-    pictures.push_back(
-        colour_output(kDepthOverRgbName, overlay_depth(photo, view_of(rectified[3].gray))));
+    photo.width = rgb.width;
+    photo.height = rgb.height;
+    photo.rgb = std::move(rgb.rgb);
+    batch.add(colour_output(kDepthOverRgbName, overlay_depth(photo, view_of(in_rgb.gray))));
   }
-  return pictures;
+  return batch.finish();
 }
 
-/// Starts encoding `pictures` on threads of their own.
-std::future<std::vector<png_encoding>> start_encoding(const std::vector<output_picture>& pictures) {
-  std::vector<picture_ref> refs;
-  refs.reserve(pictures.size());
-  for (const output_picture& picture : pictures) {
-    refs.push_back(picture.is_colour ? picture_ref{nullptr, &picture.colour}
-                                     : picture_ref{&picture.gray, nullptr});
-  }
-  return std::async(std::launch::async, [refs] { return encode_pngs(refs); });
+/// The rectified IR pair, or the failure after its line.
+int rectify_ir_pair(const converted_geometry& converted, const check_inputs& check,
+                    const rectify_check_options& options, gray_image& left, gray_image& right) {
+  debug_check_result result;
+  const outcome ran =
+      check_debug_pictures(converted, check.left, check.right, debug_picture{}, result);
+  if (const int status = show(ran, options.source.level()); status != kExitOk) return status;
+  left = from_check_words(std::move(result.left), converted.left_rectified, result.ir_bits);
+  right = from_check_words(std::move(result.right), converted.right_rectified, result.ir_bits);
+  return kExitOk;
+}
+
+/// The IR pictures: left, right, side by side, and the row error measured
+/// on the pair drawn over the left one; compressed.
+std::vector<written_picture> ir_pictures(gray_image left, gray_image right,
+                                         const row_error_result& row_error) {
+  // The largest are started first: the row-error picture, drawn only now
+  // that the pair is measured, would otherwise be the last to finish.
+  picture_batch batch;
+  batch.add(colour_output(kRowErrorName, draw_row_error(view_of(left), left.bits, row_error)));
+  batch.add(grey_output(kSideBySideName, side_by_side(left, right)));
+  batch.add(grey_output(kLeftName, std::move(left)));
+  batch.add(grey_output(kRightName, std::move(right)));
+  std::vector<written_picture> started = batch.finish();
+  std::vector<written_picture> listed;
+  listed.reserve(started.size());
+  for (const std::size_t i : {2, 3, 1, 0}) listed.push_back(std::move(started[i]));
+  return listed;
 }
 
 std::string output_path(const std::string& dir, const char* name) {
@@ -334,28 +393,15 @@ std::string output_path(const std::string& dir, const char* name) {
   return (last == '/' || last == '\\') ? dir + name : dir + "/" + name;
 }
 
-/// The pictures in the order they are written and listed, each with its
-/// encoding: the rectification's, the row error's before the depth's, the
-/// overlay last.
-std::vector<std::pair<const output_picture*, png_encoding*>> in_order(
-    const std::vector<output_picture>& rectified, std::vector<png_encoding>& rectified_png,
-    const std::vector<output_picture>& measured, std::vector<png_encoding>& measured_png) {
-  std::vector<std::pair<const output_picture*, png_encoding*>> order;
-  for (std::size_t i = 0; i < 3; ++i) order.emplace_back(&rectified[i], &rectified_png[i]);
-  order.emplace_back(&measured[0], &measured_png[0]);
-  if (rectified.size() > 3) order.emplace_back(&rectified[3], &rectified_png[3]);
-  if (measured.size() > 1) order.emplace_back(&measured[1], &measured_png[1]);
-  return order;
-}
-
-/// The files to write; kExitOk or the first picture libpng refused, after its line.
-int encoded_outputs(const std::vector<std::pair<const output_picture*, png_encoding*>>& order,
-                    const std::string& out_dir, std::vector<output_file>& outputs) {
-  outputs.reserve(order.size());
-  for (const auto& [picture, encoding] : order) {
-    const std::string path = output_path(out_dir, picture->name);
-    if (!encoding->encoded) return report_failure(kExitUsage, path + ": " + encoding->error);
-    outputs.push_back({path, std::move(encoding->png)});
+/// The files to write; kExitOk or the first picture that could not be
+/// encoded, after its line.
+int encoded_outputs(std::vector<written_picture>& written, const std::string& out_dir,
+                    std::vector<output_file>& outputs) {
+  outputs.reserve(written.size());
+  for (written_picture& picture : written) {
+    const std::string path = output_path(out_dir, picture.picture.name);
+    if (!picture.png.encoded) return report_failure(kExitUsage, path + ": " + picture.png.error);
+    outputs.push_back({path, std::move(picture.png.png)});
   }
   return kExitOk;
 }
@@ -393,19 +439,19 @@ int write_pictures(const calibration_inputs& inputs, const rectify_check_options
 
 /// The pictures written and the measurement, as lines or one JSON document.
 void print_results(const rectify_check_options& options,
-                   const std::vector<std::pair<const output_picture*, png_encoding*>>& pictures,
+                   const std::vector<written_picture>& pictures,
                    const std::vector<output_file>& outputs, const row_error_result& row_error) {
   if (options.json) {
     std::vector<std::pair<std::string, std::string>> written;
     written.reserve(outputs.size());
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-      written.emplace_back(pictures[i].first->name, outputs[i].path);
+      written.emplace_back(pictures[i].picture.name, outputs[i].path);
     }
     std::printf("%s\n", rectify_check_json(row_error, written).dump(2).c_str());
   } else {
     for (std::size_t i = 0; i < outputs.size(); ++i) {
       std::printf("wrote %s (%s)\n", outputs[i].path.c_str(),
-                  pictures[i].first->description().c_str());
+                  pictures[i].picture.description().c_str());
     }
     for (const std::string& line : row_error_region_lines(row_error)) {
       std::printf("%s\n", line.c_str());
@@ -422,29 +468,47 @@ int run_rectify_check(const rectify_check_options& options) {
       status != kExitOk) {
     return status;
   }
+  // The pictures are decoded while the camera mode is converted: the two
+  // share nothing, and each takes a good part of the command's time.
+  std::vector<std::future<loaded_picture>> loading = start_loading(options);
+  converted_geometry converted;
+  const outcome conversion = convert_for_debug_check(inputs, options.source, converted);
   input_pictures pictures;
-  if (const int status = load_pictures(options, pictures); status != kExitOk) return status;
-  checked_pictures checked;
-  if (const int status = run_check(inputs, options, pictures, checked); status != kExitOk) {
+  if (const int status = take_pictures(options, loading, pictures); status != kExitOk) {
+    return status;
+  }
+  check_inputs check;
+  if (const int status = check_pictures_fit(conversion, converted, options, pictures, check);
+      status != kExitOk) {
     return status;
   }
 
-  // The rectified pictures are compressed while the pair is measured: the
-  // two take most of the command's time and share nothing.
-  const std::vector<output_picture> rectified = rectified_pictures(checked);
-  std::future<std::vector<png_encoding>> rectified_encoding = start_encoding(rectified);
+  // The depth picture is reprojected, drawn and compressed beside the IR
+  // pair's work; the pair is measured before its pictures are compressed, so
+  // that the row-error picture drawn from the measurement is not the last
+  // to start.
+  std::future<std::vector<written_picture>> depth_work;
+  if (check.depth.given()) {
+    depth_work = std::async(std::launch::async, depth_pictures, std::cref(converted),
+                            std::cref(check.depth), std::move(pictures.rgb));
+  }
+  gray_image left;
+  gray_image right;
+  if (const int status = rectify_ir_pair(converted, check, options, left, right);
+      status != kExitOk) {
+    return status;
+  }
   row_error_options measure_options;
   measure_options.max_row_error = options.max_row_error;
   const row_error_result row_error =
-      measure_row_error(view_of(rectified[0].gray), view_of(rectified[1].gray), measure_options);
+      measure_row_error(view_of(left), view_of(right), measure_options);
   if (row_error.status == row_error_status::bad_input) {
-    rectified_encoding.wait();
     return report_failure(kExitFailure, row_error.message);
   }
-  const std::vector<output_picture> measured = measured_pictures(rectified, pictures, row_error);
-  std::vector<png_encoding> measured_png = start_encoding(measured).get();
-  std::vector<png_encoding> rectified_png = rectified_encoding.get();
-  const auto written = in_order(rectified, rectified_png, measured, measured_png);
+  std::vector<written_picture> written = ir_pictures(std::move(left), std::move(right), row_error);
+  if (depth_work.valid()) {
+    for (written_picture& picture : depth_work.get()) written.push_back(std::move(picture));
+  }
   std::vector<output_file> outputs;
   if (const int status = encoded_outputs(written, options.out_dir, outputs); status != kExitOk) {
     return status;

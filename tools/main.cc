@@ -6,11 +6,15 @@
 #include <io.h>
 #endif
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <new>
 #if defined(__GLIBC__)
 #include <malloc.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 #include "commands.h"
@@ -82,6 +86,36 @@ int checked_output(int exit_code) {
   return deflash_cli::kExitUsage;
 }
 
+#if defined(__GLIBC__)
+/// The heap is reserved in one step of this size, in huge pages.
+constexpr std::size_t kHeapReserve = std::size_t{64} << 20;
+constexpr std::uintptr_t kHugePage = std::uintptr_t{2} << 20;
+
+/// A command lives for milliseconds and handles pictures of megabytes: the
+/// memory one step frees is kept for the next instead of being handed back
+/// to the system and faulted in, page by page, all over again. Every thread
+/// allocates from the one heap (a thread's own arena would start from fresh
+/// pages), and the heap is reserved at once and asked for in huge pages:
+/// rectify-check took some 15,000 page faults, a tenth of its CPU time.
+void keep_freed_memory() {
+  // glibc's largest mapping threshold: any picture a command holds is below it.
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, static_cast<int>(4 * kHeapReserve));
+  mallopt(M_TOP_PAD, static_cast<int>(kHeapReserve));
+  mallopt(M_ARENA_MAX, 1);
+  const auto start = reinterpret_cast<std::uintptr_t>(sbrk(0));
+  // The heap grows by the reserve on its first growth, which this block
+  // causes; freed, the block stays in the heap for what follows
+  // (volatile: a compiler may drop a block allocated and freed unused).
+  void* volatile block = std::malloc(kHugePage);
+  std::free(block);
+  const auto end = reinterpret_cast<std::uintptr_t>(sbrk(0));
+  const std::uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
+  // Advice only: a kernel without transparent huge pages keeps small ones.
+  if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -92,11 +126,7 @@ int main(int argc, char** argv) {
   _setmode(_fileno(stderr), _O_BINARY);
 #endif
 #if defined(__GLIBC__)
-  // A command lives for milliseconds and handles pictures of megabytes:
-  // memory it frees is kept for its next picture instead of being handed
-  // back to the system and faulted in, page by page, all over again.
-  mallopt(M_MMAP_THRESHOLD, 64 << 20);
-  mallopt(M_TRIM_THRESHOLD, 256 << 20);
+  keep_freed_memory();
 #endif
   // Nothing may end the tool without a line saying why.
   try {

@@ -1,5 +1,5 @@
-// Greyscale PNG (through libpng) and binary PGM reading, PNG writing; colour
-// PNG reading and writing.
+// Greyscale PNG (through libpng) and binary PGM reading; colour PNG reading.
+// Pictures are written by png_writer.cc.
 #include "host/files/gray_image.h"
 
 #include <png.h>
@@ -9,21 +9,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <future>
 #include <new>
 
 namespace deflash_host {
 namespace {
 
 constexpr std::size_t kPngSignatureBytes = 8;
-/// zlib's fastest setting with one fixed row filter, "sub" (each byte less the
-/// one to its left). Measured on the pictures rectify-check writes for the
-/// example module (docs/performance.md, "PNG settings"): level 9 with libpng's
-/// adaptive filters took 2.1 s of CPU for 1.27 MB, level 1 "sub" 55 ms for
-/// 1.62 MB; "none" and "up" were as fast and larger, "paeth", "avg", higher
-/// levels and the RLE and Huffman-only strategies slower or larger.
-constexpr int kPngCompressionLevel = 1;
-constexpr int kPngRowFilter = PNG_FILTER_SUB;
 
 std::string cannot_read(const std::string& path, const std::string& reason) {
   return path + ": cannot be read (" + reason + ")";
@@ -265,38 +256,6 @@ picture_status decode_pgm(const std::string& path, const std::string& bytes, gra
   return picture_status::ok;
 }
 
-// --- PNG writing.
-
-struct png_memory_sink {
-  std::string* out;
-  bool failed;
-};
-
-void write_png_bytes(png_structp png, png_bytep data, png_size_t length) {
-  auto* sink = static_cast<png_memory_sink*>(png_get_io_ptr(png));
-  if (sink->failed) return;
-  // No exception may cross libpng's C frames: remember and report afterwards.
-  try {
-    sink->out->append(reinterpret_cast<const char*>(data), length);
-  } catch (const std::bad_alloc&) {
-    sink->failed = true;
-  }
-}
-
-void flush_png(png_structp) {}
-
-bool write_png_rows(png_structp png, png_infop info, const png_header* header, png_bytepp rows) {
-  if (setjmp(png_jmpbuf(png))) return false;
-  png_set_IHDR(png, info, header->width, header->height, header->bit_depth, header->color_type,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_set_compression_level(png, kPngCompressionLevel);
-  png_set_filter(png, PNG_FILTER_TYPE_BASE, kPngRowFilter);
-  png_write_info(png, info);
-  png_write_image(png, rows);
-  png_write_end(png, info);
-  return true;
-}
-
 /// Asks libpng for 8-bit RGB whatever the file holds.
 bool read_as_rgb(png_structp png, png_infop info) {
   if (setjmp(png_jmpbuf(png))) return false;
@@ -306,29 +265,6 @@ bool read_as_rgb(png_structp png, png_infop info) {
   png_set_gray_to_rgb(png);
   png_set_interlace_handling(png);
   png_read_update_info(png, info);
-  return true;
-}
-
-/// Encodes `rows` of a `header` picture into `png`; false with `error`.
-bool encode_rows(const png_header& header, png_bytepp rows, std::string& png, std::string& error) {
-  png_error_text text{};
-  png_structp writer =
-      png_create_write_struct(PNG_LIBPNG_VER_STRING, &text, on_png_error, on_png_warning);
-  png_infop info = writer != nullptr ? png_create_info_struct(writer) : nullptr;
-  if (info == nullptr) {
-    png_destroy_write_struct(&writer, nullptr);
-    throw std::bad_alloc();
-  }
-  png.clear();
-  png_memory_sink sink{&png, false};
-  png_set_write_fn(writer, &sink, write_png_bytes, flush_png);
-  const bool written = write_png_rows(writer, info, &header, rows);
-  png_destroy_write_struct(&writer, &info);
-  if (sink.failed) throw std::bad_alloc();
-  if (!written) {
-    error = std::string("PNG encoding failed: ") + text.text;
-    return false;
-  }
   return true;
 }
 
@@ -355,25 +291,6 @@ std::string picture_size_problem(const std::string& name, uint64_t width, uint64
   return name + ": " + std::to_string(width) + "x" + std::to_string(height) +
          " pixels; a picture is 1 to " + std::to_string(kMaxPictureSide) +
          " pixels a side and at most " + std::to_string(kMaxPicturePixels) + " pixels";
-}
-
-bool encode_png(const gray_image& image, std::string& png, std::string& error) {
-  const std::size_t sample_bytes = image.bits == 16 ? 2 : 1;
-  const std::size_t row_bytes = static_cast<std::size_t>(image.width) * sample_bytes;
-  std::vector<unsigned char> raw(row_bytes * static_cast<std::size_t>(image.height));
-  for (std::size_t i = 0; i < image.pixels.size() && i * sample_bytes < raw.size(); ++i) {
-    if (sample_bytes == 2) {
-      raw[2 * i] = static_cast<unsigned char>(image.pixels[i] >> 8);
-      raw[2 * i + 1] = static_cast<unsigned char>(image.pixels[i] & 0xFF);
-    } else {
-      raw[i] = static_cast<unsigned char>(image.pixels[i]);
-    }
-  }
-  std::vector<png_bytep> rows(static_cast<std::size_t>(image.height));
-  for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = raw.data() + y * row_bytes;
-  const png_header header{static_cast<png_uint_32>(image.width),
-                          static_cast<png_uint_32>(image.height), image.bits, PNG_COLOR_TYPE_GRAY};
-  return encode_rows(header, rows.data(), png, error);
 }
 
 picture_status decode_colour_png(const std::string& path, const std::string& bytes,
@@ -405,36 +322,6 @@ picture_status decode_colour_png(const std::string& path, const std::string& byt
   image.height = static_cast<int>(header.height);
   image.rgb.assign(raw.begin(), raw.end());
   return picture_status::ok;
-}
-
-bool encode_colour_png(const colour_image& image, std::string& png, std::string& error) {
-  const std::size_t row_bytes = static_cast<std::size_t>(image.width) * 3;
-  std::vector<unsigned char> raw(image.rgb.begin(), image.rgb.end());
-  raw.resize(row_bytes * static_cast<std::size_t>(image.height), 0);
-  std::vector<png_bytep> rows(static_cast<std::size_t>(image.height));
-  for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = raw.data() + y * row_bytes;
-  const png_header header{static_cast<png_uint_32>(image.width),
-                          static_cast<png_uint_32>(image.height), 8, PNG_COLOR_TYPE_RGB};
-  return encode_rows(header, rows.data(), png, error);
-}
-
-std::vector<png_encoding> encode_pngs(const std::vector<picture_ref>& pictures) {
-  std::vector<std::future<png_encoding>> running;
-  running.reserve(pictures.size());
-  for (const picture_ref& picture : pictures) {
-    running.push_back(std::async(std::launch::async, [picture] {
-      png_encoding encoding;
-      encoding.encoded = picture.colour != nullptr
-                             ? encode_colour_png(*picture.colour, encoding.png, encoding.error)
-                             : encode_png(*picture.gray, encoding.png, encoding.error);
-      return encoding;
-    }));
-  }
-  // get() passes on what a thread threw (std::bad_alloc), after waiting for it.
-  std::vector<png_encoding> encodings;
-  encodings.reserve(pictures.size());
-  for (std::future<png_encoding>& encoding : running) encodings.push_back(encoding.get());
-  return encodings;
 }
 
 }  // namespace deflash_host

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <future>
 #include <random>
 #include <system_error>
 
@@ -251,19 +252,37 @@ bool write_outputs(const std::vector<std::string>& inputs, const std::vector<out
   const auto remove_temporaries = [&temporaries] {
     for (const std::string& path : temporaries) std::remove(path.c_str());
   };
+  std::vector<std::FILE*> files;
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     std::string temporary;
     std::FILE* file = nullptr;
     std::string reason;
     if (!create_temporary(fs::path(targets[i]), temporary, file, reason)) {
+      for (std::FILE* created : files) std::fclose(created);
       remove_temporaries();
       error = cannot_write(outputs[i].path, reason);
       return false;
     }
     temporaries.push_back(temporary);
-    if (!write_and_sync(file, outputs[i].bytes, reason)) {
+    files.push_back(file);
+  }
+  // The files are written and synced at once: each sync waits on the disk,
+  // and a command that writes pictures writes several.
+  std::vector<std::future<std::string>> writing;
+  writing.reserve(outputs.size());
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    writing.push_back(std::async(std::launch::async, [file = files[i], &bytes = outputs[i].bytes] {
+      std::string reason;
+      return write_and_sync(file, bytes, reason) ? std::string() : reason;
+    }));
+  }
+  std::vector<std::string> reasons;
+  reasons.reserve(writing.size());
+  for (std::future<std::string>& written : writing) reasons.push_back(written.get());
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    if (!reasons[i].empty()) {
       remove_temporaries();
-      error = cannot_write(outputs[i].path, reason);
+      error = cannot_write(outputs[i].path, reasons[i]);
       return false;
     }
   }

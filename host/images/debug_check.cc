@@ -43,12 +43,8 @@ std::size_t words_for(std::size_t pixels, int bits) {
 
 }  // namespace
 
-outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& left,
-                        const debug_picture& right, const debug_picture& depth,
-                        const calibration_source_options& source, debug_check_result& out) {
-  if (inputs.config_count() != 1) {
-    return fail(status::unusable, "exactly one --config: one camera mode is checked");
-  }
+outcome check_debug_depths(const debug_picture& left, const debug_picture& right,
+                           const debug_picture& depth) {
   for (const debug_picture* ir : {&left, &right}) {
     if (ir->given() && ir->bits != 8 && ir->bits != 16) {
       return fail(status::rejected, ir->name + ": " + std::to_string(ir->bits) +
@@ -65,26 +61,39 @@ outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& l
     return fail(status::rejected, depth.name + ": " + std::to_string(depth.bits) +
                                       "-bit picture; depth must be 16 bits per pixel");
   }
+  return outcome();
+}
 
+outcome convert_for_debug_check(const calibration_inputs& inputs,
+                                const calibration_source_options& source,
+                                converted_geometry& geometry) {
+  if (inputs.config_count() != 1) {
+    return fail(status::unusable, "exactly one --config: one camera mode is checked");
+  }
   // The debug check reads the records the last conversion left behind.
   uint32_t image_bytes = 0;
   get_soc_file_buffer_size(inputs.list(), &image_bytes);
   std::vector<uint8_t> image(image_bytes);
   const auto log = library_log(source.verbose);
-  outcome checked;
-  const int result = call_captured(checked.console, [&] {
+  outcome converted;
+  const int result = call_captured(converted.console, [&] {
     return gen_soc_calib_flash_param_de(inputs.list(), image.data(), log.get(),
                                         static_cast<int>(image.size()), 0, nullptr, 0);
   });
   if (result != DRIVER_HELPER_OK) {
-    return checked.stop(status::rejected,
-                        "calibration not converted: result " + describe_result(result));
+    return converted.stop(status::rejected,
+                          "calibration not converted: result " + describe_result(result));
   }
-  converted_geometry& geometry = out.geometry;
   std::string error;
   if (!read_converted_geometry(image, geometry, error)) {
-    return checked.stop(status::rejected, error);
+    return converted.stop(status::rejected, error);
   }
+  return converted;
+}
+
+outcome check_debug_sizes(const converted_geometry& geometry, const debug_picture& left,
+                          const debug_picture& right, const debug_picture& depth) {
+  outcome checked;
   for (const std::string& problem :
        {size_problem(left, geometry.left_source, "left IR camera's"),
         size_problem(right, geometry.right_source, "right IR camera's"),
@@ -104,6 +113,15 @@ outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& l
                                               size_text(geometry.rgb.width, geometry.rgb.height) +
                                               " pixels: nothing to reproject into");
   }
+  return checked;
+}
+
+outcome check_debug_pictures(const converted_geometry& geometry, const debug_picture& left,
+                             const debug_picture& right, const debug_picture& depth,
+                             debug_check_result& out) {
+  outcome checked = check_debug_sizes(geometry, left, right, depth);
+  if (!checked.ok()) return checked;
+  out.geometry = geometry;
 
   // Pixels no rule writes keep their value: start from black.
   out.ir_bits = left.given() ? left.bits : right.bits;
@@ -137,6 +155,20 @@ outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& l
   }
   for (std::future<void>& check : running) check.get();
   return checked;
+}
+
+outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& left,
+                        const debug_picture& right, const debug_picture& depth,
+                        const calibration_source_options& source, debug_check_result& out) {
+  if (inputs.config_count() != 1) {
+    return fail(status::unusable, "exactly one --config: one camera mode is checked");
+  }
+  if (outcome depths = check_debug_depths(left, right, depth); !depths.ok()) return depths;
+  converted_geometry geometry;
+  outcome done = convert_for_debug_check(inputs, source, geometry);
+  if (!done.ok()) return done;
+  done.append(check_debug_pictures(geometry, left, right, depth, out));
+  return done;
 }
 
 }  // namespace deflash_host

@@ -4,8 +4,10 @@
 #include "host/measure/row_error.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <future>
 #include <string>
 #include <vector>
@@ -275,30 +277,38 @@ row_error_result measure_row_error(const gray_view& left, const gray_view& right
     }
   }
 
+  // The two pictures' levels are built at once.
+  std::future<pyramid> right_build =
+      std::async(std::launch::async, build_pyramid, std::cref(right));
   const pyramid left_levels = build_pyramid(left);
-  const pyramid right_levels = build_pyramid(right);
+  const pyramid right_levels = right_build.get();
   int columns = 0;
   for (int x = kGridMargin; x + kGridMargin < left.width; x += kGridStep) ++columns;
   int rows = 0;
   for (int y = kGridMargin; y + kGridMargin < left.height; y += kGridStep) ++rows;
-  // The grid's upper and lower halves are searched at once, on two threads;
-  // joined in row order the matches are those of one pass down the grid.
-  const auto search_rows = [&](int first, int last) {
-    std::vector<row_match> found;
-    for (int row = first; row < last; ++row) {
+  // Two threads take the grid's rows one at a time, so that neither waits
+  // while the other works through the textured part of the scene; joined in
+  // row order the matches are those of one pass down the grid.
+  std::vector<std::vector<row_match>> found(static_cast<std::size_t>(rows));
+  std::atomic<int> next_row{0};
+  const auto search_rows = [&] {
+    for (int row = next_row++; row < rows; row = next_row++) {
       const int y = kGridMargin + row * kGridStep;
       for (int x = kGridMargin; x + kGridMargin < left.width; x += kGridStep) {
         row_match match;
-        if (match_at(left_levels, right_levels, x, y, options, match)) found.push_back(match);
+        if (match_at(left_levels, right_levels, x, y, options, match)) {
+          found[static_cast<std::size_t>(row)].push_back(match);
+        }
       }
     }
-    return found;
   };
-  std::future<std::vector<row_match>> lower =
-      std::async(std::launch::async, search_rows, rows / 2, rows);
-  std::vector<row_match> candidates = search_rows(0, rows / 2);
-  const std::vector<row_match> lower_matches = lower.get();
-  candidates.insert(candidates.end(), lower_matches.begin(), lower_matches.end());
+  std::future<void> helper = std::async(std::launch::async, search_rows);
+  search_rows();
+  helper.get();
+  std::vector<row_match> candidates;
+  for (const std::vector<row_match>& row : found) {
+    candidates.insert(candidates.end(), row.begin(), row.end());
+  }
   result.matches = on_surfaces(left_levels, right_levels, candidates, columns, rows);
 
   result.figures = summarize_row_error(result.matches, left.width, left.height);

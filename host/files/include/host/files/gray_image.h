@@ -49,7 +49,8 @@ picture_status decode_gray_image(const std::string& path, const std::string& byt
                                  gray_image& image, std::string& error);
 
 /// Encodes `image` as a greyscale PNG of its bit depth into `png`. Returns
-/// false with one line in `error` when libpng refuses.
+/// false with one line in `error` for a picture PNG cannot hold (a side of
+/// 0, a depth other than 8 or 16 bits).
 bool encode_png(const gray_image& image, std::string& png, std::string& error);
 
 /// Row-major 8-bit colour picture: three bytes a pixel (red, green, blue).
@@ -67,26 +68,15 @@ picture_status decode_colour_png(const std::string& path, const std::string& byt
                                  colour_image& image, std::string& error);
 
 /// Encodes `image` as an 8-bit RGB PNG into `png`. Returns false with one
-/// line in `error` when libpng refuses.
+/// line in `error` for a picture PNG cannot hold.
 bool encode_colour_png(const colour_image& image, std::string& png, std::string& error);
-/// One picture of encode_pngs: its PNG, or why libpng refused.
+
+/// One picture encoded: its PNG, or why it cannot be one.
 struct png_encoding {
   bool encoded = false;
   std::string png;
   std::string error;
 };
-
-/// A picture for encode_pngs: a grey or a colour one, exactly one set.
-struct picture_ref {
-  const gray_image* gray = nullptr;
-  const colour_image* colour = nullptr;
-};
-
-/// Encodes each of `pictures` as encode_png or encode_colour_png does, each
-/// on a thread of its own: compression is most of the time a command that
-/// writes pictures takes, and the pictures share nothing. The bytes are
-/// those the single encoders write.
-std::vector<png_encoding> encode_pngs(const std::vector<picture_ref>& pictures);
 
 }  // namespace deflash_host
 

@@ -44,10 +44,37 @@ struct debug_check_result {
 /// the last conversion), then rectifies `left` and `right` (8 or 16 bits,
 /// both alike) and reprojects `depth` (16 bits): rejected, with the line
 /// saying why, for a picture of the wrong depth or of another size than its
-/// camera's, or a conversion the library refuses.
+/// camera's, or a conversion the library refuses. The three steps below, in
+/// order.
 outcome run_debug_check(const calibration_inputs& inputs, const debug_picture& left,
                         const debug_picture& right, const debug_picture& depth,
                         const calibration_source_options& source, debug_check_result& out);
+
+/// Rejected, with the line, unless the IR pictures given are 8 or 16 bits
+/// alike and the depth picture 16 bits.
+outcome check_debug_depths(const debug_picture& left, const debug_picture& right,
+                           const debug_picture& depth);
+
+/// Converts the one camera mode of `inputs` and reads back the sizes the
+/// check needs; the check then reads the records this conversion left behind.
+/// Needs no picture: a command can decode its pictures meanwhile.
+outcome convert_for_debug_check(const calibration_inputs& inputs,
+                                const calibration_source_options& source,
+                                converted_geometry& geometry);
+
+/// Rejected, with the line, unless each picture given is the size of its
+/// camera in `geometry` and there is a rectified (IR) or RGB (depth) image
+/// to write into.
+outcome check_debug_sizes(const converted_geometry& geometry, const debug_picture& left,
+                          const debug_picture& right, const debug_picture& depth);
+
+/// Checks the pictures (depths already checked) against the sizes of
+/// `geometry`, the last conversion's, then runs the library's check. The
+/// pictures given are each checked on a thread of their own; calls for
+/// different pictures may run at once.
+outcome check_debug_pictures(const converted_geometry& geometry, const debug_picture& left,
+                             const debug_picture& right, const debug_picture& depth,
+                             debug_check_result& out);
 
 }  // namespace deflash_host
 
