@@ -103,16 +103,18 @@ void keep_freed_memory() {
   mallopt(M_TRIM_THRESHOLD, static_cast<int>(4 * kHeapReserve));
   mallopt(M_TOP_PAD, static_cast<int>(kHeapReserve));
   mallopt(M_ARENA_MAX, 1);
-  const auto start = reinterpret_cast<std::uintptr_t>(sbrk(0));
+  char* const start = static_cast<char*>(sbrk(0));
   // The heap grows by the reserve on its first growth, which this block
   // causes; freed, the block stays in the heap for what follows
   // (volatile: a compiler may drop a block allocated and freed unused).
   void* volatile block = std::malloc(kHugePage);
   std::free(block);
-  const auto end = reinterpret_cast<std::uintptr_t>(sbrk(0));
-  const std::uintptr_t first = (start + kHugePage - 1) & ~(kHugePage - 1);
+  char* const end = static_cast<char*>(sbrk(0));
+  // Huge pages start on their own boundary.
+  const std::uintptr_t misaligned = reinterpret_cast<std::uintptr_t>(start) % kHugePage;
+  char* const first = misaligned == 0 ? start : start + (kHugePage - misaligned);
   // Advice only: a kernel without transparent huge pages keeps small ones.
-  if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+  if (end > first) madvise(first, static_cast<std::size_t>(end - first), MADV_HUGEPAGE);
 }
 #endif
 

@@ -85,8 +85,8 @@ std::string png_file(const scanlines& lines, uint32_t width, uint32_t height, in
   // a fraction of it, and only the pages written are ever touched.
   const std::size_t bound = libdeflate_zlib_compress_bound(compressor.get(), lines.size());
   const std::unique_ptr<unsigned char[]> stream(new unsigned char[bound]);
-  const std::size_t stream_bytes = libdeflate_zlib_compress(compressor.get(), lines.data(),
-                                                            lines.size(), stream.get(), bound);
+  const std::size_t stream_bytes =
+      libdeflate_zlib_compress(compressor.get(), lines.data(), lines.size(), stream.get(), bound);
   // The buffer holds the bound, so only a failed allocation inside libdeflate
   // leaves it short.
   if (stream_bytes == 0) throw std::bad_alloc();

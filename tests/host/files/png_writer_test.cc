@@ -129,7 +129,8 @@ gray_image ramp(int width, int height, int bits) {
   gray_image image = gray(width, height, bits, {});
   const uint32_t levels = 1u << bits;
   for (int i = 0; i < width * height; ++i) {
-    image.pixels.push_back(static_cast<uint16_t>((static_cast<uint32_t>(i) * 2654435761u) % levels));
+    image.pixels.push_back(
+        static_cast<uint16_t>((static_cast<uint32_t>(i) * 2654435761u) % levels));
   }
   return image;
 }
