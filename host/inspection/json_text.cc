@@ -1,8 +1,10 @@
-// The JSON document of a report written as text node by node, exactly as
-// dumping render_json's document would write it, without ever holding the
-// whole document: a start-row image has hundreds of thousands of nodes.
+// The JSON document of a report walked node by node, and written as text
+// exactly as dumping render_json's document would write it, without ever
+// holding the whole document: a start-row image has hundreds of thousands of
+// nodes.
 #include <cmath>
 #include <string>
+#include <vector>
 
 #include "host/inspection/inspect.h"
 #include "tree.h"
@@ -10,47 +12,135 @@
 namespace deflash_host {
 namespace {
 
-struct json_text_writer {
-  int indent;  ///< spaces per level; below 0, compact
-  std::string& out;
+void walk_field(const tree_field& f, document_sink& sink) {
+  sink.begin_object();
+  sink.key("name");
+  sink.value(json(f.name));
+  sink.key("value");
+  sink.value(f.value);
+  if (!f.raw.is_null()) {
+    sink.key("raw");
+    sink.value(f.raw);
+  }
+  sink.end_object();
+}
 
-  /// Line break and indentation of a member at `depth` (none when compact).
-  void line(int depth) {
-    if (indent < 0) return;
-    out += '\n';
-    out.append(static_cast<std::size_t>(depth) * static_cast<std::size_t>(indent), ' ');
+void walk_node(const tree_node& n, document_sink& sink) {
+  sink.begin_object();
+  sink.key("name");
+  sink.value(json(n.name));
+  sink.key("fields");
+  sink.begin_array();
+  for (const tree_field& f : n.fields) walk_field(f, sink);
+  sink.end_array();
+  sink.key("children");
+  sink.begin_array();
+  for (const tree_node& c : n.children) walk_node(c, sink);
+  sink.end_array();
+  sink.end_object();
+}
+
+/// The document as text: `indent` spaces a level, or compact below 0.
+class json_text_writer : public document_sink {
+ public:
+  json_text_writer(int indent, std::string& out) : indent_(indent), out_(out) {}
+
+  void begin_object() override { open('{'); }
+  void end_object() override { close('}'); }
+  void begin_array() override { open('['); }
+  void end_array() override { close(']'); }
+
+  void key(const char* name) override {
+    level& here = levels_.back();
+    if (!here.empty) out_ += ',';
+    here.empty = false;
+    line(depth());
+    out_ += '"';
+    out_ += name;
+    out_ += indent_ < 0 ? "\":" : "\": ";
+    after_key_ = true;
   }
 
-  void key(const char* name, int depth, bool first) {
-    if (!first) out += ',';
-    line(depth);
-    out += '"';
-    out += name;
-    out += indent < 0 ? "\":" : "\": ";
+  void value(const json& v) override {
+    before_value();
+    write(v, depth());
   }
 
-  /// `v` as the library dumps it, its inner lines moved to `depth`. The
-  /// common values (integers, plain texts, lists of them) are written here;
-  /// the rest (floats, texts that need escapes) go through the library.
-  void value(const json& v, int depth) {
+ private:
+  struct level {
+    bool empty = true;
+  };
+
+  int depth() const { return static_cast<int>(levels_.size()); }
+
+  /// Line break and indentation of a member at `at` (none when compact).
+  void line(int at) {
+    if (indent_ < 0) return;
+    out_ += '\n';
+    out_.append(static_cast<std::size_t>(at) * static_cast<std::size_t>(indent_), ' ');
+  }
+
+  /// An array's item starts on its own line, after a comma but the first; a
+  /// member's value follows its key.
+  void before_value() {
+    if (after_key_ || levels_.empty()) {
+      after_key_ = false;
+      return;
+    }
+    level& here = levels_.back();
+    if (!here.empty) out_ += ',';
+    here.empty = false;
+    line(depth());
+  }
+
+  void open(char bracket) {
+    before_value();
+    out_ += bracket;
+    levels_.push_back(level{});
+  }
+
+  void close(char bracket) {
+    const bool empty = levels_.back().empty;
+    levels_.pop_back();
+    if (!empty) line(depth());
+    out_ += bracket;
+  }
+
+  /// `v` as the library dumps it, its inner lines moved to `at`. The common
+  /// values (integers, plain texts, lists of them) are written here; the
+  /// rest (floats, texts that need escapes) go through the library.
+  void write(const json& v, int at) {
     if (v.is_number_unsigned()) {
-      out += std::to_string(v.get<uint64_t>());
+      out_ += std::to_string(v.get<uint64_t>());
     } else if (v.is_number_float() && std::isfinite(v.get<double>())) {
       // The library's own shortest round-trip digits, as its dump writes
       // them; the tests compare the two texts.
       char digits[64];
       const char* end = nlohmann::detail::to_chars(digits, digits + sizeof digits, v.get<double>());
-      out.append(digits, static_cast<std::size_t>(end - digits));
+      out_.append(digits, static_cast<std::size_t>(end - digits));
     } else if (v.is_number_integer()) {
-      out += std::to_string(v.get<int64_t>());
+      out_ += std::to_string(v.get<int64_t>());
     } else if (v.is_string() && plain(v.get_ref<const std::string&>())) {
-      out += '"';
-      out += v.get_ref<const std::string&>();
-      out += '"';
+      out_ += '"';
+      out_ += v.get_ref<const std::string&>();
+      out_ += '"';
     } else if (v.is_array()) {
-      array(v, depth, [this](const json& item, int d) { value(item, d); });
+      if (v.empty()) {
+        out_ += "[]";
+        return;
+      }
+      out_ += '[';
+      bool first = true;
+      for (const json& item : v) {
+        if (!first) out_ += ',';
+        first = false;
+        line(at + 1);
+        write(item, at + 1);
+      }
+      line(at);
+      out_ += ']';
     } else {
-      dumped(v, depth);
+      dumped(v, at);
     }
   }
 
@@ -64,62 +154,23 @@ struct json_text_writer {
     return true;
   }
 
-  void dumped(const json& v, int depth) {
-    const std::string text = v.dump(indent);
-    if (indent <= 0 || text.find('\n') == std::string::npos) {
-      out += text;
+  void dumped(const json& v, int at) {
+    const std::string text = v.dump(indent_);
+    if (indent_ <= 0 || text.find('\n') == std::string::npos) {
+      out_ += text;
       return;
     }
-    const std::string pad(static_cast<std::size_t>(depth) * static_cast<std::size_t>(indent), ' ');
+    const std::string pad(static_cast<std::size_t>(at) * static_cast<std::size_t>(indent_), ' ');
     for (const char c : text) {
-      out += c;
-      if (c == '\n') out += pad;
+      out_ += c;
+      if (c == '\n') out_ += pad;
     }
   }
 
-  template <typename Items, typename Write>
-  void array(const Items& items, int depth, Write write) {
-    if (items.empty()) {
-      out += "[]";
-      return;
-    }
-    out += '[';
-    bool first = true;
-    for (const auto& item : items) {
-      if (!first) out += ',';
-      first = false;
-      line(depth + 1);
-      write(item, depth + 1);
-    }
-    line(depth);
-    out += ']';
-  }
-
-  void field(const tree_field& f, int depth) {
-    out += '{';
-    key("name", depth + 1, true);
-    value(json(f.name), depth + 1);
-    key("value", depth + 1, false);
-    value(f.value, depth + 1);
-    if (!f.raw.is_null()) {
-      key("raw", depth + 1, false);
-      value(f.raw, depth + 1);
-    }
-    line(depth);
-    out += '}';
-  }
-
-  void node(const tree_node& n, int depth) {
-    out += '{';
-    key("name", depth + 1, true);
-    value(json(n.name), depth + 1);
-    key("fields", depth + 1, false);
-    array(n.fields, depth + 1, [this](const tree_field& f, int d) { field(f, d); });
-    key("children", depth + 1, false);
-    array(n.children, depth + 1, [this](const tree_node& c, int d) { node(c, d); });
-    line(depth);
-    out += '}';
-  }
+  int indent_;
+  std::string& out_;
+  std::vector<level> levels_;
+  bool after_key_ = false;
 };
 
 }  // namespace
@@ -129,36 +180,41 @@ std::string json_text_of(const std::string& text) {
       .get<std::string>();
 }
 
+void walk_document(const report& r, const std::string* file, document_sink& sink) {
+  sink.begin_object();
+  sink.key("schema");
+  sink.value(kSchemaVersion);
+  sink.key("kind");
+  sink.value(r.kind);
+  sink.key("size");
+  sink.value(r.size);
+  sink.key("ok");
+  sink.value(r.ok());
+  sink.key("sections");
+  sink.begin_array();
+  for (const tree_node& n : r.tree.children) walk_node(n, sink);
+  sink.end_array();
+  sink.key("failures");
+  // At most kMaxListedFailures: small enough to pass as one value.
+  sink.value(render_json_failures(r));
+  if (r.unlisted_failures != 0) {
+    sink.key("unlisted_failures");
+    sink.value(r.unlisted_failures);
+  }
+  if (file != nullptr) {
+    sink.key("file");
+    sink.value(json_text_of(*file));
+  }
+  sink.end_object();
+}
+
 std::string render_json_text(const report& r, int indent, const std::string* file) {
   // Pretty-printed, a field takes about four lines of some 24 bytes each.
   constexpr std::size_t kTypicalEntryBytes = 96;
   std::string out;
   out.reserve(tree_entries(r.tree) * kTypicalEntryBytes);
-  json_text_writer w{indent, out};
-  out += '{';
-  w.key("schema", 1, true);
-  w.value(kSchemaVersion, 1);
-  w.key("kind", 1, false);
-  w.value(r.kind, 1);
-  w.key("size", 1, false);
-  w.value(r.size, 1);
-  w.key("ok", 1, false);
-  w.value(r.ok(), 1);
-  w.key("sections", 1, false);
-  w.array(r.tree.children, 1, [&w](const tree_node& n, int d) { w.node(n, d); });
-  w.key("failures", 1, false);
-  // At most kMaxListedFailures: small enough to go through the library.
-  w.value(render_json_failures(r), 1);
-  if (r.unlisted_failures != 0) {
-    w.key("unlisted_failures", 1, false);
-    w.value(r.unlisted_failures, 1);
-  }
-  if (file != nullptr) {
-    w.key("file", 1, false);
-    w.value(json_text_of(*file), 1);
-  }
-  w.line(0);
-  out += '}';
+  json_text_writer writer(indent, out);
+  walk_document(r, file, writer);
   return out;
 }
 

@@ -289,7 +289,7 @@ def inspect(image: bytes) -> dict:
     raise Error."""
     data = _bytes_like(image, "image")
     try:
-        return json.loads(_deflash.inspect_json(data))
+        return _deflash.inspect_document(data)
     except ValueError as e:
         raise Error(str(e)) from None
 

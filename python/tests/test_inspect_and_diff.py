@@ -58,3 +58,79 @@ def test_diff_refuses_two_kinds():
     rows = deflash.start_row_image(CALIBRATION, [CLOSE])
     with pytest.raises(deflash.Error):
         deflash.diff(calib, rows)
+
+
+def _tool_document(path):
+    """The document `deflash inspect --json` prints for the file, without the
+    file's name: what inspect() returns for its bytes."""
+    run = subprocess.run([os.environ["DEFLASH_CLI"], "inspect", "--json", path],
+                         capture_output=True, check=False)
+    assert run.returncode in (0, 1), run.stderr
+    document = json.loads(run.stdout)
+    del document["file"]
+    return document
+
+
+def _first_field(node, name):
+    for field in node["fields"]:
+        if field["name"] == name:
+            return field
+    for child in node["children"]:
+        found = _first_field(child, name)
+        if found is not None:
+            return found
+    return None
+
+
+def _images(tmp_path):
+    """Files of every kind deflash writes, and damaged ones: one with a broken
+    CRC, one whose first focal length is not a number (JSON's null)."""
+    calib, raw = deflash.calibration_images(CALIBRATION, [CLOSE, LONG], timestamp=1700000000)
+    broken = bytearray(calib)
+    broken[4] ^= 0xFF
+    not_a_number = bytearray(calib)
+    fx = _first_field({"fields": [], "children": deflash.inspect(calib)["sections"]}, "fx")
+    word = int(fx["raw"], 16) if isinstance(fx["raw"], str) else fx["raw"]
+    at = bytes(calib).index(word.to_bytes(4, "little"))
+    not_a_number[at:at + 4] = (0x7FC00000).to_bytes(4, "little")
+    files = {"calib.bin": calib, "raw.bin": raw, "broken.bin": bytes(broken),
+             "nan.bin": bytes(not_a_number),
+             "startrow.bin": deflash.start_row_image(CALIBRATION, [CLOSE, LONG]),
+             "deconfig.bin": deflash.depth_engine_image(
+                 [os.path.join(MODULE, "dpu_close.ini"), os.path.join(MODULE, "dpu_long.ini")],
+                 os.path.join(MODULE, "d2c.ini"), os.path.join(MODULE, "ir_pre.ini"))}
+    paths = {}
+    for name, data in files.items():
+        paths[name] = tmp_path / name
+        paths[name].write_bytes(data)
+    return paths
+
+
+def test_inspect_builds_the_tools_document(tmp_path):
+    for name, path in _images(tmp_path).items():
+        document = deflash.inspect(path.read_bytes())
+        assert document == _tool_document(str(path)), name
+        # Same order of members too, as json.loads of the text keeps it.
+        assert json.dumps(document) == json.dumps(_tool_document(str(path))), name
+
+
+def test_inspect_names_a_focal_length_that_is_not_a_number(tmp_path):
+    document = deflash.inspect(_images(tmp_path)["nan.bin"].read_bytes())
+    fx = _first_field({"fields": [], "children": document["sections"]}, "fx")
+    assert fx["value"] == "nan"
+    assert fx["raw"] in ("0x7fc00000", "0x7FC00000", 0x7FC00000)
+    assert document["ok"] is False
+
+
+def test_inspect_leaves_the_cycle_collector_as_it_found_it():
+    import gc
+    image = deflash.calibration_image(CALIBRATION, [CLOSE], timestamp=1700000000)
+    assert gc.isenabled()
+    deflash.inspect(image)
+    assert gc.isenabled()
+    gc.disable()
+    try:
+        deflash.inspect(image)
+        assert not gc.isenabled()
+    finally:
+        gc.enable()

@@ -95,6 +95,27 @@ json render_json_failures(const report& r);
 /// tree in memory. The file name goes through json_text_of.
 std::string render_json_text(const report& r, int indent, const std::string* file = nullptr);
 
+/// Receives the JSON document of a report member by member, in the order
+/// render_json_text prints it: the text writer and the Python module build
+/// their forms of the same document from one walk.
+class document_sink {
+ public:
+  virtual ~document_sink() = default;
+  virtual void begin_object() = 0;
+  /// The name of the member whose value comes next.
+  virtual void key(const char* name) = 0;
+  virtual void end_object() = 0;
+  virtual void begin_array() = 0;
+  virtual void end_array() = 0;
+  /// A whole value: a number, text, true/false, or a small document (a
+  /// field's list, the listed failures) as it stands.
+  virtual void value(const json& v) = 0;
+};
+
+/// Walks render_json(r)'s document, with "file" (through json_text_of) last
+/// when given, node by node into `sink`.
+void walk_document(const report& r, const std::string* file, document_sink& sink);
+
 /// One field that differs between two decoded files of the same kind.
 struct difference {
   std::string section;
