@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstring>
+#include <vector>
 
 #include "calib_image/debug_rectify_pixel.h"
 #include "calib_image/debug_rectify_rows.h"
+#include "calib_image/round_half_away.h"
 
 namespace deflash {
 namespace {
@@ -46,28 +48,53 @@ void reproject_pixels(const debug_d2c_geometry& geometry, const debug_image_in& 
   const DeD2CCamera_S& c = geometry.rgb;
   const float rgb_width = static_cast<float>(target.width);
   const float rgb_height = static_cast<float>(target.height);
-  std::size_t in_index = 0;
+  // A row's positions are worked out first and its writes made second: the
+  // first loop has no branch and no store that depends on another pixel, so
+  // the compiler runs it on vectors, each lane doing the arithmetic of one
+  // pixel in the same order (no contraction, the same rounding). The writes
+  // keep pixel order: where two depth pixels land on one RGB pixel, the
+  // later one stays.
+  const std::size_t width = static_cast<std::size_t>(depth.width);
+  std::vector<float> columns(width);
+  std::vector<float> rows(width);
+  std::vector<unsigned char> lands(width);
+  // The records' numbers as locals: the row's stores cannot change them, so
+  // they stay in registers across the vector loop.
+  const float depth_cx = d.cx, depth_cy = d.cy, depth_fx = d.fx, depth_fy = d.fy;
+  const float rgb_cx = c.cx, rgb_cy = c.cy, rgb_fx = c.fx, rgb_fy = c.fy;
+  const float r0 = r[0], r1 = r[1], r2 = r[2], r3 = r[3], r4 = r[4], r5 = r[5];
+  const float r6 = r[6], r7 = r[7], r8 = r[8], t0 = t[0], t1 = t[1], t2 = t[2];
+  float* const column_of = columns.data();
+  float* const row_of = rows.data();
+  unsigned char* const land_of = lands.data();
   for (int y = 0; y < depth.height; ++y) {
-    for (int x = 0; x < depth.width; ++x, ++in_index) {
-      const Pixel raw = load_pixel<Pixel>(depth.pixels, in_index);
-      const float z = static_cast<float>(raw);
-      const float px = (static_cast<float>(x) - d.cx) / d.fx * z;
-      const float py = (static_cast<float>(y) - d.cy) / d.fy * z;
-      const float qx = r[0] * px + r[1] * py + r[2] * z + t[0];
-      const float qy = r[3] * px + r[4] * py + r[5] * z + t[1];
-      const float qz = r[6] * px + r[7] * py + r[8] * z + t[2];
+    const std::size_t row_start = static_cast<std::size_t>(y) * width;
+    for (int x = 0; x < depth.width; ++x) {
+      const float z = static_cast<float>(
+          load_pixel<Pixel>(depth.pixels, row_start + static_cast<std::size_t>(x)));
+      const float px = (static_cast<float>(x) - depth_cx) / depth_fx * z;
+      const float py = (static_cast<float>(y) - depth_cy) / depth_fy * z;
+      const float qx = r0 * px + r1 * py + r2 * z + t0;
+      const float qy = r3 * px + r4 * py + r5 * z + t1;
+      const float qz = r6 * px + r7 * py + r8 * z + t2;
       // The half pixel is added before rounding, so a point on a pixel centre
       // lands one pixel right and below: the depth engine registers depth
       // with this bias and the check shows it.
-      const float u = c.fx * qx / qz + c.cx + 0.5f;
-      const float v = c.fy * qy / qz + c.cy + 0.5f;
-      const float column = std::round(u);
-      const float row = std::round(v);
-      if (!(u >= 0.0f && column < rgb_width && v >= 0.0f && row < rgb_height)) continue;
+      const float u = rgb_fx * qx / qz + rgb_cx + 0.5f;
+      const float v = rgb_fy * qy / qz + rgb_cy + 0.5f;
+      const float column = round_half_away(u);
+      const float row = round_half_away(v);
+      column_of[x] = column;
+      row_of[x] = row;
+      land_of[x] = static_cast<unsigned char>((u >= 0.0f) & (column < rgb_width) & (v >= 0.0f) &
+                                              (row < rgb_height));
+    }
+    for (std::size_t x = 0; x < width; ++x) {
+      if (lands[x] == 0) continue;
       const std::size_t out_index =
-          static_cast<std::size_t>(row) * static_cast<std::size_t>(target.width) +
-          static_cast<std::size_t>(column);
-      store_pixel<Pixel>(target.pixels, out_index, raw);
+          static_cast<std::size_t>(rows[x]) * static_cast<std::size_t>(target.width) +
+          static_cast<std::size_t>(columns[x]);
+      store_pixel<Pixel>(target.pixels, out_index, load_pixel<Pixel>(depth.pixels, row_start + x));
     }
   }
 }
