@@ -9,6 +9,7 @@
 
 #include "calib_image/calib_image_layout.h"
 #include "deflash/calib_records.h"
+#include "frame/round_half_away.h"
 #include "rectify/register_elements.h"
 #include "section_header.h"
 #include "tree.h"
@@ -80,7 +81,8 @@ void add_intrinsic_registers(tree_node& node, byte_view item, std::size_t at) {
   const char* names[] = {"rectify_fx", "rectify_fy", "rectify_cx", "rectify_cy"};
   for (int i = 0; i < 4; ++i) {
     const double value = static_cast<double>(item.f32(at + 4 * static_cast<std::size_t>(i)));
-    const double scaled = std::round(std::ldexp(value, deflash::kIntrinsicFractionBits));
+    const double scaled =
+        deflash::round_half_away(std::ldexp(value, deflash::kIntrinsicFractionBits));
     if (!(std::fabs(scaled) < 2147483648.0)) {
       add_value(registers, names[i], "does not fit");
       continue;
@@ -184,7 +186,8 @@ void decode_depth_item(item_context& item) {
   // gets, or that it does not fit, as the baseline updates check it.
   const float pbf =
       static_cast<float>(1.0 / (static_cast<double>(baseline) * static_cast<double>(focal_length)));
-  const double scaled = std::round(std::ldexp(static_cast<double>(pbf), deflash::kPbfFractionBits));
+  const double scaled =
+      deflash::round_half_away(std::ldexp(static_cast<double>(pbf), deflash::kPbfFractionBits));
   if (std::isfinite(scaled) && scaled >= -2147483648.0 && scaled < 2147483648.0) {
     add_fixed(item.node, "pbf", static_cast<uint32_t>(static_cast<int32_t>(scaled)),
               deflash::kPbfFractionBits);

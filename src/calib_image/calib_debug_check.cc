@@ -8,7 +8,7 @@
 
 #include "calib_image/debug_rectify_pixel.h"
 #include "calib_image/debug_rectify_rows.h"
-#include "calib_image/round_half_away.h"
+#include "frame/round_half_away.h"
 
 namespace deflash {
 namespace {

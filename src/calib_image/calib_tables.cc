@@ -9,6 +9,7 @@
 #include "frame/byte_writer.h"
 #include "frame/log.h"
 #include "frame/md5.h"
+#include "frame/round_half_away.h"
 #include "rectify/truncate.h"
 
 namespace deflash {
@@ -56,12 +57,12 @@ void put_record_bytes(byte_writer& w, const void* record, std::size_t begin, std
 
 // Halves away from zero, as the device's tables were rounded.
 int32_t round_to_multiple(float value, float step) {
-  return truncate_to_int32(static_cast<double>(std::round(value / step) * step));
+  return truncate_to_int32(static_cast<double>(round_half_away(value / step) * step));
 }
 
 int32_t unit_code(const soc_convert::DepthCalcParams_S& depth, const calib_mode_flags& flags) {
   if (flags.unit_in_r == 0) return 0;
-  return truncate_to_int32(static_cast<double>(std::round(depth.d2d_params_unit * 100.0f)));
+  return truncate_to_int32(static_cast<double>(round_half_away(depth.d2d_params_unit * 100.0f)));
 }
 
 void put_mode_name(byte_writer& w, const calib_mode_flags& flags) {

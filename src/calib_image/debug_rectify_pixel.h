@@ -11,6 +11,7 @@
 #include <limits>
 
 #include "calib_image/calib_debug_check.h"
+#include "frame/round_half_away.h"
 
 namespace deflash {
 // Internal linkage: a file compiled for AVX2 or AVX-512 that includes this
@@ -34,14 +35,17 @@ void store_pixel(void* pixels, std::size_t index, Pixel value) {
 
 // The interpolated grey value, rounded half away from zero. The float sum of
 // a convex combination can stray a rounding step outside the pixel range, so
-// it is held inside before it is narrowed.
+// it is held inside before it is narrowed. Inside the range the value is
+// positive and below 2^16, so truncating and looking at the cut-off fraction
+// rounds it exactly (the C library's roundf is wrong at 0.49999997 on MinGW).
 template <typename Pixel>
 Pixel to_pixel(float value) {
   constexpr float kMax = static_cast<float>(std::numeric_limits<Pixel>::max());
-  const float rounded = std::round(value);
-  if (!(rounded > 0.0f)) return 0;
-  if (rounded >= kMax) return std::numeric_limits<Pixel>::max();
-  return static_cast<Pixel>(rounded);
+  if (!(value >= 0.5f)) return 0;  // NaN too
+  if (value >= kMax) return std::numeric_limits<Pixel>::max();
+  const auto whole = static_cast<int32_t>(value);
+  const bool up = value - static_cast<float>(whole) >= 0.5f;  // exact below 2^23
+  return static_cast<Pixel>(whole + (up ? 1 : 0));
 }
 
 // Bilinear value at source position (u, v), u and v >= 0. A position in the
@@ -94,8 +98,8 @@ void rectify_debug_pixel(const debug_rectify_camera& camera, const debug_image_i
   float v = 0.0f;
   distort_and_project(camera, ray_x, ray_y, ray_z, &u, &v);
   // Written as comparisons that fail on NaN, so a degenerate ray writes nothing.
-  if (u >= 0.0f && v >= 0.0f && std::round(u) < static_cast<float>(source.width) &&
-      std::round(v) < static_cast<float>(source.height)) {
+  if (u >= 0.0f && v >= 0.0f && round_half_away(u) < static_cast<float>(source.width) &&
+      round_half_away(v) < static_cast<float>(source.height)) {
     store_pixel<Pixel>(target.pixels, out_index, to_pixel<Pixel>(bilinear<Pixel>(source, u, v)));
   }
 }

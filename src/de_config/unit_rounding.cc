@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "frame/round_half_away.h"
+
 namespace deflash {
 
 uint32_t truncate_to_u32(float value) {
@@ -15,7 +17,7 @@ uint32_t truncate_to_u32(float value) {
 }
 
 uint32_t round_to_multiple(float value, float step) {
-  const float steps = std::roundf(value / step);
+  const float steps = round_half_away(value / step);
   return truncate_to_u32(steps * step);
 }
 
@@ -25,7 +27,7 @@ uint32_t unit_in_hundredths(float unit, uint8_t unit_in_r_en) {
   constexpr double kMinUnit = 1e-5;
   constexpr float kHundredths = 100.0f;
   if (unit_in_r_en == 0 || std::fabs(static_cast<double>(unit)) < kMinUnit) return 0;
-  return truncate_to_u32(std::roundf(unit * kHundredths));
+  return truncate_to_u32(round_half_away(unit * kHundredths));
 }
 
 }  // namespace deflash

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "frame/log.h"
+#include "frame/round_half_away.h"
 
 namespace deflash {
 namespace {
@@ -46,7 +47,7 @@ fixed_point_code encode_fixed_point(double value, int32_t total_bits, int32_t fr
   const double scaled = scale * value;
 
   // Halves round away from zero: the register tables were tuned with it.
-  const double rounded = std::round(scaled);
+  const double rounded = round_half_away(scaled);
   uint64_t code;
   if (scaled >= 0.0) {
     code = non_negative_code(rounded);

@@ -27,6 +27,14 @@ TEST(UnitRounding, HalvesRoundAwayFromZero) {
   EXPECT_EQ(unit_in_hundredths(0.125f, 1), 13u);  // 12.5 exactly
 }
 
+TEST(UnitRounding, TheLargestFloatBelowOneHalfRoundsToZeroOnEveryHost) {
+  // MinGW's roundf gives one here; the image must be the same on Windows.
+  const float below_half = std::nextafter(0.5f, 0.0f);
+  EXPECT_EQ(round_to_multiple(below_half, 1.0f), 0u);
+  EXPECT_EQ(round_to_multiple(-below_half, 1.0f), 0u);
+  EXPECT_EQ(round_to_multiple(below_half * 10.0f, 10.0f), 0u);  // 4.9999997 / 10
+}
+
 TEST(UnitRounding, UnitInRIsStoredInHundredths) {
   EXPECT_EQ(unit_in_hundredths(0.5f, 1), 50u);
   EXPECT_EQ(unit_in_hundredths(1.0f, 1), 100u);

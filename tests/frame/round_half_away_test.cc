@@ -1,7 +1,8 @@
-// The depth reprojection's rounding against rounding half away from zero
-// (std::round's rule), bit for bit: every reprojected depth pixel lands where
-// its rounded position says.
-#include "calib_image/round_half_away.h"
+// Rounding half away from zero (std::round's rule), float and double, bit
+// for bit against references worked out independently of the C library:
+// every register code, table entry and reprojected depth pixel depends on it,
+// on every host.
+#include "frame/round_half_away.h"
 
 #include <gtest/gtest.h>
 
@@ -79,10 +80,69 @@ TEST(RoundHalfAway, EdgesOfTheWholeFloatsRoundAsTheyShould) {
   }
 }
 
+TEST(RoundHalfAway, TheLargestValueBelowOneHalfRoundsToZero) {
+  // Where MinGW's roundf and round give one.
+  EXPECT_EQ(bits_of(deflash::round_half_away(std::nextafter(0.5f, 0.0f))), bits_of(0.0f));
+  EXPECT_EQ(bits_of(deflash::round_half_away(-std::nextafter(0.5f, 0.0f))), bits_of(-0.0f));
+  EXPECT_EQ(deflash::round_half_away(std::nextafter(0.5, 0.0)), 0.0);
+  EXPECT_TRUE(std::signbit(deflash::round_half_away(-std::nextafter(0.5, 0.0))));
+  EXPECT_EQ(deflash::round_half_away(-std::nextafter(0.5, 0.0)), 0.0);
+}
+
 TEST(RoundHalfAway, FloatsAcrossEveryExponentRoundAsTheyShould) {
   // Every 127th bit pattern: all exponents, signs and many fractions.
   for (uint64_t bits = 0; bits <= 0xFFFFFFFFull; bits += 127) {
     ASSERT_TRUE(rounds_alike(from_bits(static_cast<uint32_t>(bits))));
+  }
+}
+
+/// The double reference: whole part and fraction split exactly by modf.
+double reference_round(double value) {
+  double whole = 0.0;
+  const double fraction = std::modf(value, &whole);
+  if (fraction >= 0.5) whole += 1.0;
+  if (fraction <= -0.5) whole -= 1.0;
+  return whole;  // modf keeps the sign of zero
+}
+
+::testing::AssertionResult rounds_alike(double value) {
+  const double expected = reference_round(value);
+  const double got = deflash::round_half_away(value);
+  if (std::isnan(expected) && std::isnan(got)) return ::testing::AssertionSuccess();
+  uint64_t expected_bits = 0;
+  uint64_t got_bits = 0;
+  std::memcpy(&expected_bits, &expected, sizeof expected_bits);
+  std::memcpy(&got_bits, &got, sizeof got_bits);
+  if (expected_bits == got_bits) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure()
+         << "round(" << value << ") is " << expected << ", inline " << got;
+}
+
+TEST(RoundHalfAwayDouble, TiesAndTheirNeighboursRoundAwayFromZero) {
+  for (int n = -70000; n <= 70000; ++n) {
+    const double tie = static_cast<double>(n) + 0.5;
+    for (const double value : {tie, std::nextafter(tie, -INFINITY), std::nextafter(tie, INFINITY),
+                               static_cast<double>(n)}) {
+      ASSERT_TRUE(rounds_alike(value));
+    }
+  }
+  // Register codes: values scaled by 2^20 land far from zero.
+  for (int64_t n = -(int64_t{1} << 40); n <= (int64_t{1} << 40); n += (int64_t{1} << 27) + 1) {
+    const double tie = static_cast<double>(n) + 0.5;
+    ASSERT_TRUE(rounds_alike(tie));
+    ASSERT_TRUE(rounds_alike(std::nextafter(tie, 0.0)));
+  }
+}
+
+TEST(RoundHalfAwayDouble, EdgesOfTheWholeDoublesRoundAsTheyShould) {
+  constexpr double kWhole = 4503599627370496.0;  // 2^52
+  for (const double value :
+       {kWhole, -kWhole, kWhole - 0.5, -(kWhole - 0.5), std::nextafter(kWhole, 0.0),
+        2.0 * kWhole + 2.0, 1.0e300, -1.0e300, std::numeric_limits<double>::denorm_min(),
+        -std::numeric_limits<double>::denorm_min(), std::numeric_limits<double>::infinity(),
+        -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN(), 0.0,
+        -0.0, -0.3, 0.3}) {
+    EXPECT_TRUE(rounds_alike(value));
   }
 }
 
