@@ -2,45 +2,52 @@
 #include "float_plane.h"
 
 #include <cmath>
+#include <cstdint>
 
 namespace deflash_host {
 
-float_plane plane_from_view(const gray_view& view) {
-  float_plane plane;
-  plane.width = view.width;
-  plane.height = view.height;
-  plane.px.resize(view.pixel_count());
-  for (std::size_t i = 0; i < plane.px.size(); ++i) {
-    plane.px[i] = static_cast<float>(view.pixels[i]);
+namespace {
+
+/// One row of the picture smoothed across: [1 2 1] / 4 of its grey levels,
+/// 0 next to a 0 and in the first and last column.
+void smooth_row_across(const uint16_t* in, int width, float* out) {
+  out[0] = 0.0f;
+  for (int x = 1; x + 1 < width; ++x) {
+    const float left = static_cast<float>(in[x - 1]);
+    const float here = static_cast<float>(in[x]);
+    const float right = static_cast<float>(in[x + 1]);
+    // Branch-free, so that the loop runs on vectors.
+    const float keep = static_cast<float>((left != 0.0f) & (here != 0.0f) & (right != 0.0f));
+    out[x] = keep * (0.25f * ((left + right) + 2.0f * here));
   }
-  return plane;
+  if (width > 1) out[width - 1] = 0.0f;
 }
 
-float_plane smooth_binomial(const float_plane& plane) {
-  float_plane across;
-  across.width = plane.width;
-  across.height = plane.height;
-  across.px.assign(plane.px.size(), 0.0f);
-  for (int y = 0; y < plane.height; ++y) {
-    const float* in = plane.row(y);
-    float* out = across.px.data() + static_cast<std::size_t>(y) * plane.width;
-    for (int x = 1; x + 1 < plane.width; ++x) {
-      // Branch-free, so that the loop runs on vectors.
-      const float keep =
-          static_cast<float>((in[x - 1] != 0.0f) & (in[x] != 0.0f) & (in[x + 1] != 0.0f));
-      out[x] = keep * (0.25f * ((in[x - 1] + in[x + 1]) + 2.0f * in[x]));
-    }
-  }
+}  // namespace
+
+float_plane smooth_binomial(const gray_view& view) {
   float_plane smooth;
-  smooth.width = plane.width;
-  smooth.height = plane.height;
-  smooth.px.assign(plane.px.size(), 0.0f);
-  for (int y = 1; y + 1 < plane.height; ++y) {
-    const float* above = across.row(y - 1);
-    const float* here = across.row(y);
-    const float* below = across.row(y + 1);
-    float* out = smooth.px.data() + static_cast<std::size_t>(y) * plane.width;
-    for (int x = 0; x < plane.width; ++x) {
+  smooth.width = view.width;
+  smooth.height = view.height;
+  smooth.px.assign(view.pixel_count(), 0.0f);
+  if (view.width < 1 || view.height < 3) return smooth;
+  // The rows smoothed across are needed three at a time, so only three are
+  // kept: the picture in float and smoothed across would be two more planes
+  // of fresh memory, and the kernel's zeroing of fresh pages costs more than
+  // the smoothing.
+  const auto width = static_cast<std::size_t>(view.width);
+  std::vector<float> ring(3 * width);
+  const auto across = [&](int y) { return ring.data() + static_cast<std::size_t>(y % 3) * width; };
+  const auto picture_row = [&](int y) { return view.pixels + static_cast<std::size_t>(y) * width; };
+  smooth_row_across(picture_row(0), view.width, across(0));
+  smooth_row_across(picture_row(1), view.width, across(1));
+  for (int y = 1; y + 1 < view.height; ++y) {
+    smooth_row_across(picture_row(y + 1), view.width, across(y + 1));
+    const float* above = across(y - 1);
+    const float* here = across(y);
+    const float* below = across(y + 1);
+    float* out = smooth.px.data() + static_cast<std::size_t>(y) * width;
+    for (std::size_t x = 0; x < width; ++x) {
       const float keep =
           static_cast<float>((above[x] != 0.0f) & (here[x] != 0.0f) & (below[x] != 0.0f));
       out[x] = keep * (0.25f * ((above[x] + below[x]) + 2.0f * here[x]));

@@ -22,12 +22,11 @@ struct float_plane {
   float at(int x, int y) const { return row(y)[x]; }
 };
 
-float_plane plane_from_view(const gray_view& view);
-
-/// Smoothed by [1 2 1] / 4 across and down: sensor noise and the aliasing of
-/// the rectification's resampling weigh less in the sub-pixel fit. A pixel
-/// next to a 0 (no data) stays 0, as do the picture's outermost pixels.
-float_plane smooth_binomial(const float_plane& plane);
+/// The picture in float, smoothed by [1 2 1] / 4 across and down: sensor
+/// noise and the aliasing of the rectification's resampling weigh less in
+/// the sub-pixel fit. A pixel next to a 0 (no data) stays 0, as do the
+/// picture's outermost pixels.
+float_plane smooth_binomial(const gray_view& view);
 
 /// Each pixel the mean of a 2 x 2 block; an odd last row or column is dropped.
 float_plane half_size(const float_plane& plane);

@@ -90,7 +90,7 @@ struct pyramid {
 
 pyramid build_pyramid(const gray_view& view) {
   pyramid p;
-  p.level[0] = smooth_binomial(plane_from_view(view));
+  p.level[0] = smooth_binomial(view);
   for (int i = 1; i <= kCoarseLevels; ++i) p.level[i] = half_size(p.level[i - 1]);
   p.middle_spread = patch_spread(p.level[1], kMiddleHalf);
   p.coarse_spread = patch_spread(p.level[kCoarseLevels], kCoarseHalf);
