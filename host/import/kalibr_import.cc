@@ -1,6 +1,7 @@
 // Imports a module calibration from a Kalibr camchain: cam0 the left IR,
 // cam1 the right IR and cam2 the RGB camera, each cam's T_cn_cnm1 chained
 // back to the left IR camera.
+#include "host/base/quoted_text.h"
 #include "host/import/camera_import.h"
 #include "import_sources.h"
 #include "yaml_camera.h"
@@ -19,8 +20,8 @@ bool read_camera(const yaml_map& cam, SocCalibCamera_S& camera, std::string& err
   std::string what;
   if (!cam.text("camera_model", model, error)) return false;
   if (model != "pinhole") {
-    error = cam.where("camera_model") + "\"" + model +
-            "\" is not supported; the camera model is pinhole";
+    error = cam.where("camera_model") + quoted_text(model) +
+            " is not supported; the camera model is pinhole";
     return false;
   }
   if (!cam.text("distortion_model", distortion_model, error)) return false;
@@ -31,8 +32,8 @@ bool read_camera(const yaml_map& cam, SocCalibCamera_S& camera, std::string& err
     return false;
   }
   if (distortion_model != "radtan") {
-    error = cam.where("distortion_model") + "\"" + distortion_model +
-            "\" is not supported; the camera model takes radtan";
+    error = cam.where("distortion_model") + quoted_text(distortion_model) +
+            " is not supported; the camera model takes radtan";
     return false;
   }
   if (!cam.numbers("intrinsics", 4, intrinsics, error) ||

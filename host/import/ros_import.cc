@@ -3,6 +3,7 @@
 // rectification and projection matrices or from a transform file.
 #include <Eigen/Core>
 
+#include "host/base/quoted_text.h"
 #include "host/import/camera_import.h"
 #include "import_sources.h"
 #include "yaml_camera.h"
@@ -43,8 +44,8 @@ bool read_camera_info(const std::string& path, camera_info& out, std::string& er
   }
   const std::size_t expected = model == "plumb_bob" ? 5 : model == "rational_polynomial" ? 8 : 0;
   if (expected == 0) {
-    error = info.where("distortion_model") + "\"" + model +
-            "\" is not supported; the camera model takes plumb_bob or rational_polynomial";
+    error = info.where("distortion_model") + quoted_text(model) +
+            " is not supported; the camera model takes plumb_bob or rational_polynomial";
     return false;
   }
   if (d.size() != expected) {

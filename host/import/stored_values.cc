@@ -11,6 +11,7 @@
 #include <pugixml.hpp>
 #include <sstream>
 
+#include "host/base/quoted_text.h"
 #include "host/files/file_io.h"
 
 namespace deflash_host {
@@ -97,7 +98,7 @@ bool read_xml_storage(const std::string& text, const std::string& path, stored_v
     while (words >> word) {
       double number = 0.0;
       if (!parse_number(word, number)) {
-        value.problem = "\"" + word + "\" is not a number";
+        value.problem = quoted_text(word) + " is not a number";
         break;
       }
       value.values.push_back(number);

@@ -10,6 +10,7 @@
 #include <set>
 #include <vector>
 
+#include "host/base/quoted_text.h"
 #include "host/files/file_io.h"
 
 namespace deflash_host {
@@ -29,7 +30,8 @@ std::string join(const std::string& parent, const std::string& key) {
   return parent.empty() ? key : parent + "." + key;
 }
 
-std::string quoted(const std::string& path) { return "\"" + path + "\""; }
+/// A key's dotted path, escaped: a key may hold a newline or a quote.
+std::string quoted(const std::string& path) { return quoted_text(path); }
 
 /// The first failure of a read, as "<source>: <message>".
 class reader {

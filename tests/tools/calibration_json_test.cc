@@ -195,6 +195,20 @@ TEST(CalibrationJson, ReportsTheMisspeltKeyBeforeTheMissingOne) {
   EXPECT_EQ(parse_error(document), "cal.json: unknown key \"left_ir.cy \"");
 }
 
+TEST(CalibrationJson, NamesAKeyWithANewlineOrAQuoteOnOneLine) {
+  ordered_json document = valid_document();
+  document["left_ir"]["\n"] = 0.00012;
+  EXPECT_EQ(parse_error(document), "cal.json: unknown key \"left_ir.\\n\"");
+  document = valid_document();
+  document["say \"hi\"\t\x1b"] = 1;
+  EXPECT_EQ(parse_error(document), "cal.json: unknown key \"say \\\"hi\\\"\\t\\u001b\"");
+}
+
+TEST(CalibrationJson, NamesARepeatedKeyWithANewlineOnOneLine) {
+  const std::string text = "{\"a\\nb\": 1, \"a\\nb\": 2}";
+  EXPECT_EQ(parse_text_error(text), "cal.json: key \"a\\nb\" appears twice");
+}
+
 TEST(CalibrationJson, RejectsAnUnknownKeyInTheExtrinsics) {
   ordered_json document = valid_document();
   document["rgb_extrinsics"]["rotation"] = {1, 0, 0};

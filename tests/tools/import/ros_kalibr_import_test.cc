@@ -75,6 +75,18 @@ TEST(RosImport, RefusesOtherDistortionModels) {
                 "takes plumb_bob or rational_polynomial");
 }
 
+TEST(RosImport, NamesAModelWithANewlineOnOneLine) {
+  temp_dir dir;
+  import_request request = ros_request();
+  request.ir_pair[1] = dir.write("right.yaml", replaced(text_of(kRos + "ir_right.yaml"),
+                                                        "rational_polynomial", "\"plumb\\nbob\""));
+  module_calibration out;
+  EXPECT_EQ(run(request, out),
+            request.ir_pair[1] +
+                ":8: \"distortion_model\": \"plumb\\nbob\" is not supported; the camera model "
+                "takes plumb_bob or rational_polynomial");
+}
+
 TEST(RosImport, RefusesATermCountThatDoesNotFitTheModel) {
   temp_dir dir;
   import_request request = ros_request();
@@ -134,6 +146,18 @@ TEST(KalibrImport, RefusesEquidistantDistortion) {
             file +
                 ":16: \"cam1.distortion_model\": \"equidistant\" (fisheye) distortion cannot "
                 "be carried by the camera model; calibrate with radtan");
+}
+
+TEST(KalibrImport, NamesACameraModelWithAnEscapeOnOneLine) {
+  temp_dir dir;
+  const std::string file =
+      dir.write("chain.yaml",
+                replaced(text_of(kKalibr), "camera_model: pinhole", "camera_model: \"pin\\e\\n\""));
+  module_calibration out;
+  EXPECT_EQ(run(kalibr_request(file), out),
+            file +
+                ":2: \"cam0.camera_model\": \"pin\\u001b\\n\" is not supported; the camera "
+                "model is pinhole");
 }
 
 TEST(KalibrImport, RefusesATransformThatIsNoRigidMotion) {

@@ -1,0 +1,49 @@
+// Quoting of file text for messages, with JSON's escapes.
+#include "host/base/quoted_text.h"
+
+#include <cstdio>
+
+namespace deflash_host {
+
+std::string quoted_text(const std::string& text) {
+  std::string quoted;
+  quoted.reserve(text.size() + 2);
+  quoted.push_back('"');
+  for (const char c : text) {
+    switch (c) {
+      case '"':
+        quoted.append("\\\"");
+        break;
+      case '\\':
+        quoted.append("\\\\");
+        break;
+      case '\b':
+        quoted.append("\\b");
+        break;
+      case '\f':
+        quoted.append("\\f");
+        break;
+      case '\n':
+        quoted.append("\\n");
+        break;
+      case '\r':
+        quoted.append("\\r");
+        break;
+      case '\t':
+        quoted.append("\\t");
+        break;
+      default:
+        if (static_cast<unsigned char>(c) < 0x20) {
+          char escaped[8];
+          std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+          quoted.append(escaped);
+        } else {
+          quoted.push_back(c);
+        }
+    }
+  }
+  quoted.push_back('"');
+  return quoted;
+}
+
+}  // namespace deflash_host
