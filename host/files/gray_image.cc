@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace deflash_host {
 namespace {
@@ -69,14 +70,45 @@ struct png_header {
   png_uint_32 height;
   int bit_depth;
   int color_type;
+  int interlace;
 };
 
 bool read_png_header(png_structp png, png_infop info, png_header* header) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_read_info(png, info);
-  int interlace = 0;
   png_get_IHDR(png, info, &header->width, &header->height, &header->bit_depth, &header->color_type,
-               &interlace, nullptr, nullptr);
+               &header->interlace, nullptr, nullptr);
+  return true;
+}
+
+bool host_is_little_endian() {
+  const uint16_t probe = 1;
+  unsigned char first = 0;
+  std::memcpy(&first, &probe, 1);
+  return first == 1;
+}
+
+/// Reads a greyscale picture that is not interlaced row by row into
+/// `pixels` (width × height samples): 16-bit rows straight into the words,
+/// byte-swapped by libpng on a little-endian host; 8-bit rows through
+/// `row_bytes`, one row long, widened. No copy of the whole picture in
+/// bytes, which would be fresh memory for the kernel to zero.
+bool read_png_gray_rows(png_structp png, png_infop info, const png_header* header, uint16_t* pixels,
+                        unsigned char* row_bytes) {
+  if (setjmp(png_jmpbuf(png))) return false;
+  if (header->bit_depth == 16 && host_is_little_endian()) png_set_swap(png);
+  png_read_update_info(png, info);
+  const std::size_t width = header->width;
+  for (png_uint_32 y = 0; y < header->height; ++y) {
+    uint16_t* row = pixels + std::size_t{y} * width;
+    if (header->bit_depth == 16) {
+      png_read_row(png, reinterpret_cast<png_bytep>(row), nullptr);
+    } else {
+      png_read_row(png, row_bytes, nullptr);
+      for (std::size_t x = 0; x < width; ++x) row[x] = row_bytes[x];
+    }
+  }
+  png_read_end(png, nullptr);
   return true;
 }
 
@@ -172,20 +204,31 @@ picture_status decode_png(const std::string& path, const std::string& bytes, gra
     return picture_status::rejected;
   }
 
-  const std::size_t sample_bytes = header.bit_depth == 16 ? 2 : 1;
-  std::vector<unsigned char> raw;
-  const picture_status read = read_png_pixels(reader, header, sample_bytes, path, raw, error);
-  if (read != picture_status::ok) return read;
-
+  std::vector<uint16_t> pixels(std::size_t{header.width} * header.height);
+  if (header.interlace == PNG_INTERLACE_NONE) {
+    std::vector<unsigned char> row_bytes(header.width);
+    if (!read_png_gray_rows(reader.png(), reader.info(), &header, pixels.data(),
+                            row_bytes.data())) {
+      error = cannot_read(path, std::string("damaged PNG: ") + reader.error());
+      return picture_status::unknown;
+    }
+  } else {
+    // The seven passes of an interlaced picture each visit every row: the
+    // whole picture is read in bytes first.
+    const std::size_t sample_bytes = header.bit_depth == 16 ? 2 : 1;
+    std::vector<unsigned char> raw;
+    const picture_status read = read_png_pixels(reader, header, sample_bytes, path, raw, error);
+    if (read != picture_status::ok) return read;
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      // PNG samples are big-endian.
+      pixels[i] = sample_bytes == 2 ? static_cast<uint16_t>(raw[2 * i] << 8 | raw[2 * i + 1])
+                                    : static_cast<uint16_t>(raw[i]);
+    }
+  }
   image.width = static_cast<int>(header.width);
   image.height = static_cast<int>(header.height);
   image.bits = header.bit_depth;
-  image.pixels.resize(std::size_t{header.width} * header.height);
-  for (std::size_t i = 0; i < image.pixels.size(); ++i) {
-    // PNG samples are big-endian.
-    image.pixels[i] = sample_bytes == 2 ? static_cast<uint16_t>(raw[2 * i] << 8 | raw[2 * i + 1])
-                                        : static_cast<uint16_t>(raw[i]);
-  }
+  image.pixels = std::move(pixels);
   return picture_status::ok;
 }
 
