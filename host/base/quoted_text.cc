@@ -46,4 +46,11 @@ std::string quoted_text(const std::string& text) {
   return quoted;
 }
 
+std::string readable_text(const std::string& text) {
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x20) return quoted_text(text);
+  }
+  return text;
+}
+
 }  // namespace deflash_host

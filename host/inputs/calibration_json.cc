@@ -345,7 +345,8 @@ bool parse_calibration_json(const std::string& text, const std::string& source,
         open < close ? message.substr(open + 1, close - open - 1) : std::string();
     const std::string key = finder->current();
     in.fail(e.id == kNumberOverflow && !number.empty() && !key.empty()
-                ? key + ": " + number + " does not fit the calibration record's 32-bit floats"
+                ? readable_text(key) + ": " + number +
+                      " does not fit the calibration record's 32-bit floats"
                 : "not valid JSON: " + message);
     error = in.error();
     return false;

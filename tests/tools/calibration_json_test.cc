@@ -360,6 +360,13 @@ TEST(CalibrationJson, RejectsANumberBeyondFloat32) {
             "cal.json: left_ir.fx: 1e39 does not fit the calibration record's 32-bit floats");
 }
 
+TEST(CalibrationJson, NamesTheKeyOfANumberBeyondFloat32OnOneLine) {
+  const std::string text = "{\"left\\nir\": {\"width\": 1e39}}";
+  EXPECT_EQ(parse_text_error(text),
+            "cal.json: \"left\\nir.width\": 1e39 does not fit the "
+            "calibration record's 32-bit floats");
+}
+
 TEST(CalibrationJson, ReadsAFile) {
   temp_dir dir;
   const std::string path = dir.write("module.json", valid_document().dump(2));

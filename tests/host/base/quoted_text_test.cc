@@ -27,6 +27,13 @@ TEST(QuotedText, OtherControlCharactersBecomeUnicodeEscapes) {
   EXPECT_EQ(quoted_text("\x7f"), "\"\x7f\"");  // not a control character to JSON
 }
 
+TEST(ReadableText, IsTheTextUnlessItHoldsAControlCharacter) {
+  EXPECT_EQ(deflash_host::readable_text("left_ir.fx"), "left_ir.fx");
+  EXPECT_EQ(deflash_host::readable_text("say \"hi\""), "say \"hi\"");
+  EXPECT_EQ(deflash_host::readable_text("left_ir.\nfx"), "\"left_ir.\\nfx\"");
+  EXPECT_EQ(deflash_host::readable_text("\x1b"), "\"\\u001b\"");
+}
+
 TEST(QuotedText, EveryByteIsQuotedAsJsonWritesIt) {
   for (int byte = 0; byte < 0x80; ++byte) {
     const std::string text(1, static_cast<char>(byte));

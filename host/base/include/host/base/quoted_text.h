@@ -12,6 +12,10 @@ namespace deflash_host {
 /// send a terminal a control sequence. Other bytes are kept as they are.
 std::string quoted_text(const std::string& text);
 
+/// `text` as it is when it holds no control character, else quoted_text:
+/// for the names a message shows bare (a key path before its value).
+std::string readable_text(const std::string& text);
+
 }  // namespace deflash_host
 
 #endif  // DEFLASH_HOST_BASE_QUOTED_TEXT_H_
