@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "glyphs.h"
 
@@ -47,9 +48,17 @@ rgb_picture draw_row_error(const gray_view& left, int bits, const row_error_resu
     for (std::size_t i = 0; i < left.pixel_count(); ++i)
       top = std::max<uint32_t>(top, left.pixels[i]);
   }
+  // The background grey of every level up to the brightest, worked out once:
+  // a division a pixel was most of the drawing's time. Levels above `top`
+  // (only an 8-bit picture holding more than 8 bits has them) are as bright
+  // as `top`, whose level is 255 already.
+  std::vector<uint8_t> grey_of(top + 1);
+  for (uint32_t value = 0; value <= top; ++value) {
+    const uint32_t level = std::min<uint32_t>(255, value * 255u / top);
+    grey_of[value] = static_cast<uint8_t>(kBackgroundFloor + level * kBackgroundPercent / 100);
+  }
   for (std::size_t i = 0; i < left.pixel_count(); ++i) {
-    const uint32_t level = std::min<uint32_t>(255, left.pixels[i] * 255u / top);
-    const auto grey = static_cast<uint8_t>(kBackgroundFloor + level * kBackgroundPercent / 100);
+    const uint8_t grey = grey_of[std::min<uint32_t>(left.pixels[i], top)];
     picture.rgb[3 * i] = grey;
     picture.rgb[3 * i + 1] = grey;
     picture.rgb[3 * i + 2] = grey;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -92,6 +93,40 @@ TEST(ErrorPicture, SixteenBitPicturesAreScaledToTheirBrightestPixel) {
   const rgb_picture p = deflash_host::draw_row_error({kWidth, kHeight, levels.data()}, 16, result);
   // 512 of 1023 is level 127: 30 + 127 * 55 %.
   EXPECT_EQ(pixel(p, 300, 150), (colour{99, 99, 99}));
+}
+
+/// The background grey of `value` in a picture whose brightest level is `top`.
+int background(uint32_t value, uint32_t top) {
+  const uint32_t level = std::min<uint32_t>(255, value * 255u / top);
+  return static_cast<int>(30 + level * 55 / 100);
+}
+
+TEST(ErrorPicture, EveryLevelHasItsBackgroundGrey) {
+  // A ramp of every 16-bit level, and every 8-bit level with a few beyond.
+  std::vector<uint16_t> ramp(256 * 256);
+  for (std::size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<uint16_t>(i);
+  row_error_result none;
+  const rgb_picture wide = deflash_host::draw_row_error({256, 256, ramp.data()}, 16, none);
+  int compared = 0;
+  for (std::size_t i = 0; i < ramp.size(); ++i) {
+    const int x = static_cast<int>(i % 256);
+    const int y = static_cast<int>(i / 256);
+    const bool grid = x == 85 || x == 170 || y == 85 || y == 170;
+    // Labels and the legend are black boxes with white text; the background
+    // lies between 30 and 170.
+    if (grid || wide.rgb[3 * i] == 0 || wide.rgb[3 * i] == 255) continue;
+    ASSERT_EQ(wide.rgb[3 * i], background(ramp[i], 65535)) << ramp[i];
+    ASSERT_EQ(wide.rgb[3 * i + 2], background(ramp[i], 65535)) << ramp[i];
+    ++compared;
+  }
+  EXPECT_GT(compared, 30000);  // the labels cover much of so small a picture
+  std::vector<uint16_t> bytes(kWidth * kHeight, 0);
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint16_t>(i % 300);
+  const rgb_picture narrow = deflash_host::draw_row_error({kWidth, kHeight, bytes.data()}, 8, none);
+  for (int x = 201; x < 400; ++x) {
+    const std::size_t i = static_cast<std::size_t>(150) * kWidth + x;
+    ASSERT_EQ(narrow.rgb[3 * i + 1], background(std::min<uint32_t>(bytes[i], 255), 255)) << x;
+  }
 }
 
 TEST(DepthOverlay, NearIsRedFarIsBlueNoDepthKeepsTheColour) {
