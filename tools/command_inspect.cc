@@ -31,7 +31,7 @@ int run_inspect(const std::string& path, bool as_json) {
   deflash_host::report report;
   if (!load_report(path, report)) return kExitUsage;
   if (as_json) {
-    std::printf("%s\n", deflash_host::render_json_text(report, 2, &path).c_str());
+    deflash_host::print_json_text(report, 2, &path, stdout);
   } else {
     std::printf("file: %s\n%s", path.c_str(), deflash_host::render_text(report).c_str());
   }

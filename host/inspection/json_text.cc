@@ -3,6 +3,7 @@
 // holding the whole document: a start-row image has hundreds of thousands of
 // nodes.
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,16 @@ void walk_node(const tree_node& n, document_sink& sink) {
 class json_text_writer : public document_sink {
  public:
   json_text_writer(int indent, std::string& out) : indent_(indent), out_(out) {}
+  /// Passes the text on to `file` whenever a mebibyte has gathered.
+  json_text_writer(int indent, std::string& out, std::FILE* file)
+      : indent_(indent), out_(out), file_(file) {}
+
+  /// Writes out what is left for `file`.
+  void flush() {
+    if (file_ == nullptr) return;
+    std::fwrite(out_.data(), 1, out_.size(), file_);
+    out_.clear();
+  }
 
   void begin_object() override { open('{'); }
   void end_object() override { close('}'); }
@@ -64,6 +75,7 @@ class json_text_writer : public document_sink {
   void value(const json& v) override {
     before_value();
     write(v, depth());
+    if (file_ != nullptr && out_.size() >= kSpillBytes) flush();
   }
 
  private:
@@ -167,8 +179,12 @@ class json_text_writer : public document_sink {
     }
   }
 
+  /// Text gathered before it is passed on to the file.
+  static constexpr std::size_t kSpillBytes = std::size_t{1} << 20;
+
   int indent_;
   std::string& out_;
+  std::FILE* file_ = nullptr;
   std::vector<level> levels_;
   bool after_key_ = false;
 };
@@ -216,6 +232,15 @@ std::string render_json_text(const report& r, int indent, const std::string* fil
   json_text_writer writer(indent, out);
   walk_document(r, file, writer);
   return out;
+}
+
+void print_json_text(const report& r, int indent, const std::string* file, std::FILE* out) {
+  std::string text;
+  text.reserve(2 * (std::size_t{1} << 20));
+  json_text_writer writer(indent, text, out);
+  walk_document(r, file, writer);
+  text += '\n';
+  writer.flush();
 }
 
 }  // namespace deflash_host

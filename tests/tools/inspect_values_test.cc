@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <string>
 #include <vector>
@@ -189,6 +190,33 @@ TEST(InspectValues, StreamedJsonIsTheDumpedDocument) {
     EXPECT_EQ(deflash_host::render_json_text(r, 4), doc.dump(4));
     doc["file"] = file;
     EXPECT_EQ(deflash_host::render_json_text(r, 2, &file), doc.dump(2));
+  }
+}
+
+TEST(InspectValues, PrintedJsonIsTheStreamedTextAndALineBreak) {
+  // 3000 entries: several mebibytes of text, passed on in pieces.
+  const std::vector<std::vector<uint8_t>> files = {golden("calib_example.bin"),
+                                                   deflash_test::start_row_image(3000, false, 0)};
+  const std::string file = "a \"quoted\" path";
+  for (const auto& bytes : files) {
+    const report r = inspect(bytes);
+    const deflash_test::temp_dir dir;
+    const std::string path = dir.file("printed.json");
+    std::FILE* out = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(out, nullptr);
+    deflash_host::print_json_text(r, 2, &file, out);
+    ASSERT_EQ(std::fclose(out), 0);
+    std::FILE* in = std::fopen(path.c_str(), "rb");
+    ASSERT_NE(in, nullptr);
+    std::string printed;
+    char buffer[65536];
+    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, in)) > 0;) {
+      printed.append(buffer, n);
+    }
+    std::fclose(in);
+    const std::string expected = deflash_host::render_json_text(r, 2, &file) + "\n";
+    EXPECT_GT(expected.size(), r.tree.children[0].children.size() > 1000 ? 2000000u : 0u);
+    EXPECT_EQ(printed, expected);
   }
 }
 

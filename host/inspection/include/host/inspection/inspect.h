@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -94,6 +95,12 @@ json render_json_failures(const report& r);
 /// gives; written node by node, so a large image never becomes one JSON
 /// tree in memory. The file name goes through json_text_of.
 std::string render_json_text(const report& r, int indent, const std::string* file = nullptr);
+
+/// render_json_text(r, indent, file) and a line break written to `out` as it
+/// is made, a mebibyte at a time: the text of a start-row image runs to
+/// hundreds of megabytes, which need never be in memory at once. Errors of
+/// `out` are left to its caller (ferror).
+void print_json_text(const report& r, int indent, const std::string* file, std::FILE* out);
 
 /// Receives the JSON document of a report member by member, in the order
 /// render_json_text prints it: the text writer and the Python module build
