@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "colour_palette.h"
 #include "host/files/gray_image.h"
 
 namespace deflash_host {
@@ -25,6 +26,7 @@ constexpr unsigned char kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, 
 constexpr unsigned char kFilterSub = 1;
 constexpr unsigned char kColourGrey = 0;
 constexpr unsigned char kColourRgb = 2;
+constexpr unsigned char kColourIndexed = 3;
 /// The stream goes into IDAT chunks of at most this many bytes; a chunk's
 /// length field allows 2^31 - 1.
 constexpr std::size_t kMaxIdatBytes = std::size_t{1} << 30;
@@ -76,8 +78,9 @@ struct compressor_free {
 
 /// The PNG file of `lines`, a `width` x `height` picture of `bit_depth`-bit
 /// samples of `colour_type`.
+/// An indexed picture's palette goes into a PLTE chunk before the stream.
 std::string png_file(const scanlines& lines, uint32_t width, uint32_t height, int bit_depth,
-                     unsigned char colour_type) {
+                     unsigned char colour_type, const std::vector<uint8_t>& palette = {}) {
   const std::unique_ptr<libdeflate_compressor, compressor_free> compressor(
       libdeflate_alloc_compressor(kDeflateLevel));
   if (!compressor) throw std::bad_alloc();
@@ -106,9 +109,10 @@ std::string png_file(const scanlines& lines, uint32_t width, uint32_t height, in
                                     0};  // not interlaced
   std::string png;
   const std::size_t chunks = (stream_bytes + kMaxIdatBytes - 1) / kMaxIdatBytes;
-  png.reserve(sizeof kSignature + 25 + stream_bytes + 12 * chunks + 12);
+  png.reserve(sizeof kSignature + 25 + (12 + palette.size()) + stream_bytes + 12 * chunks + 12);
   png.append(reinterpret_cast<const char*>(kSignature), sizeof kSignature);
   append_chunk(png, "IHDR", header, sizeof header);
+  if (!palette.empty()) append_chunk(png, "PLTE", palette.data(), palette.size());
   for (std::size_t at = 0; at < stream_bytes; at += kMaxIdatBytes) {
     const std::size_t size = stream_bytes - at < kMaxIdatBytes ? stream_bytes - at : kMaxIdatBytes;
     append_chunk(png, "IDAT", stream.get() + at, size);
@@ -184,9 +188,25 @@ bool encode_colour_png(const colour_image& image, std::string& png, std::string&
     error = problem;
     return false;
   }
-  constexpr std::size_t kPixelBytes = 3;
-  const std::size_t row_bytes = static_cast<std::size_t>(image.width) * kPixelBytes;
+  const std::size_t width = static_cast<std::size_t>(image.width);
   const std::size_t height = static_cast<std::size_t>(image.height);
+  if (palette_picture indexed; to_palette(image, indexed)) {
+    // One byte a pixel: the "sub" filter on the indices, which follow the
+    // grey levels of a grey background.
+    scanlines lines(width, height);
+    for (std::size_t y = 0; y < height; ++y) {
+      const uint8_t* in = indexed.indices.data() + y * width;
+      unsigned char* out = lines.row(y);
+      out[0] = in[0];
+      for (std::size_t x = 1; x < width; ++x)
+        out[x] = static_cast<unsigned char>(in[x] - in[x - 1]);
+    }
+    png = png_file(lines, static_cast<uint32_t>(width), static_cast<uint32_t>(height), 8,
+                   kColourIndexed, indexed.palette);
+    return true;
+  }
+  constexpr std::size_t kPixelBytes = 3;
+  const std::size_t row_bytes = width * kPixelBytes;
   scanlines lines(row_bytes, height);
   std::vector<uint8_t> padded;
   for (std::size_t y = 0; y < height; ++y) {
@@ -203,8 +223,7 @@ bool encode_colour_png(const colour_image& image, std::string& png, std::string&
       out[x] = static_cast<unsigned char>(in[x] - in[x - kPixelBytes]);
     }
   }
-  png = png_file(lines, static_cast<uint32_t>(image.width), static_cast<uint32_t>(height), 8,
-                 kColourRgb);
+  png = png_file(lines, static_cast<uint32_t>(width), static_cast<uint32_t>(height), 8, kColourRgb);
   return true;
 }
 

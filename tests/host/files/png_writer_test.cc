@@ -110,18 +110,104 @@ TEST(PngWriter, FiltersSixteenBitSamplesBigEndianByteByByte) {
   EXPECT_EQ(scanlines_of(chunks, expected.size()), expected);
 }
 
-TEST(PngWriter, FiltersColourAgainstThePixelToTheLeft) {
+/// A row of `width` pixels, every one a colour of its own.
+colour_image distinct_colours(int width) {
   colour_image image;
-  image.width = 2;
+  image.width = width;
   image.height = 1;
-  image.rgb = {200, 100, 0, 10, 110, 255};
+  for (int i = 0; i < width; ++i) {
+    image.rgb.push_back(static_cast<uint8_t>(200 + 3 * i));
+    image.rgb.push_back(static_cast<uint8_t>(100 + i / 256));
+    image.rgb.push_back(static_cast<uint8_t>(255 - i % 7));
+  }
+  return image;
+}
+
+TEST(PngWriter, FiltersColourAgainstThePixelToTheLeft) {
+  // 257 colours: one more than a palette holds, so RGB triples.
+  const colour_image image = distinct_colours(257);
   std::string png;
   std::string error;
   ASSERT_TRUE(encode_colour_png(image, png, error)) << error;
   const std::vector<chunk> chunks = chunks_of(png);
-  EXPECT_EQ(chunks[0].data, std::string("\0\0\0\x02\0\0\0\x01\x08\x02\0\0\0", 13));
-  const std::vector<unsigned char> expected{1, 200, 100, 0, 66, 10, 255};
+  ASSERT_EQ(chunks.size(), 3u);
+  EXPECT_EQ(chunks[0].data, std::string("\0\0\x01\x01\0\0\0\x01\x08\x02\0\0\0", 13));
+  const std::vector<unsigned char> rows = scanlines_of(chunks, 1 + 257 * 3);
+  // (200, 100, 255), then (203, 100, 254) less it.
+  const std::vector<unsigned char> start{1, 200, 100, 255, 3, 0, 255};
+  EXPECT_EQ(std::vector<unsigned char>(rows.begin(), rows.begin() + 7), start);
+}
+
+TEST(PngWriter, WritesAPictureOfFewColoursAsPaletteIndices) {
+  colour_image image;
+  image.width = 3;
+  image.height = 2;
+  image.rgb = {90, 90,  90,  255, 70, 40, 90, 90, 90,   // grey, red, grey
+               60, 150, 255, 40,  40, 40, 90, 90, 90};  // blue, darker grey, grey
+  std::string png;
+  std::string error;
+  ASSERT_TRUE(encode_colour_png(image, png, error)) << error;
+  const std::vector<chunk> chunks = chunks_of(png);
+  ASSERT_EQ(chunks.size(), 4u);
+  EXPECT_EQ(chunks[0].type, "IHDR");
+  // Width 3, height 2, 8 bits, palette indices.
+  EXPECT_EQ(chunks[0].data, std::string("\0\0\0\x03\0\0\0\x02\x08\x03\0\0\0", 13));
+  EXPECT_EQ(chunks[1].type, "PLTE");
+  // In increasing order of 0xRRGGBB: 282828, 3C96FF, 5A5A5A, FF4628.
+  EXPECT_EQ(chunks[1].data, std::string("\x28\x28\x28\x3C\x96\xFF\x5A\x5A\x5A\xFF\x46\x28", 12));
+  EXPECT_EQ(chunks[2].type, "IDAT");
+  EXPECT_EQ(chunks[3].type, "IEND");
+  // Indices 2 3 2 and 1 0 2, each less the one to its left.
+  const std::vector<unsigned char> expected{1, 2, 1, 255, 1, 1, 255, 2};
   EXPECT_EQ(scanlines_of(chunks, expected.size()), expected);
+  colour_image read;
+  ASSERT_EQ(decode_colour_png("few.png", png, read, error), picture_status::ok) << error;
+  EXPECT_EQ(read.rgb, image.rgb);
+}
+
+TEST(PngWriter, TwoHundredFiftySixColoursFitAPaletteAndOneMoreDoesNot) {
+  for (const int colours : {255, 256, 257}) {
+    const colour_image image = distinct_colours(colours);
+    std::string png;
+    std::string error;
+    ASSERT_TRUE(encode_colour_png(image, png, error)) << error;
+    const std::vector<chunk> chunks = chunks_of(png);
+    ASSERT_GE(chunks.size(), 3u);
+    EXPECT_EQ(chunks[0].data[9], colours <= 256 ? 3 : 2) << colours << " colours";
+    if (colours <= 256) {
+      EXPECT_EQ(chunks[1].type, "PLTE");
+      EXPECT_EQ(chunks[1].data.size(), 3u * static_cast<std::size_t>(colours));
+    }
+    colour_image read;
+    ASSERT_EQ(decode_colour_png("many.png", png, read, error), picture_status::ok) << error;
+    EXPECT_EQ(read.rgb, image.rgb) << colours << " colours";
+  }
+}
+
+TEST(PngWriter, AGreyDrawingWithMarksReadsBackTheSame) {
+  // A ramp of grey levels under strokes of three colours, the kind of
+  // picture rectify-check draws: 253 levels and 3 colours, 256 in all.
+  colour_image image;
+  image.width = 300;
+  image.height = 40;
+  for (int y = 0; y < image.height; ++y) {
+    for (int x = 0; x < image.width; ++x) {
+      const uint8_t level = static_cast<uint8_t>((x + y) % 253);
+      const bool mark = (x * 7 + y * 3) % 61 == 0;
+      const uint8_t r = mark ? 255 : level;
+      const uint8_t g = mark ? static_cast<uint8_t>(40 * (x % 3)) : level;
+      const uint8_t b = mark ? 0 : level;
+      image.rgb.insert(image.rgb.end(), {r, g, b});
+    }
+  }
+  std::string png;
+  std::string error;
+  ASSERT_TRUE(encode_colour_png(image, png, error)) << error;
+  const std::vector<chunk> chunks = chunks_of(png);
+  EXPECT_EQ(chunks[0].data[9], 3);
+  colour_image read;
+  ASSERT_EQ(decode_colour_png("drawing.png", png, read, error), picture_status::ok) << error;
+  EXPECT_EQ(read.rgb, image.rgb);
 }
 
 /// A picture of `bits` with every value a sample can take somewhere.

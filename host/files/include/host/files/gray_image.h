@@ -67,8 +67,10 @@ struct colour_image {
 picture_status decode_colour_png(const std::string& path, const std::string& bytes,
                                  colour_image& image, std::string& error);
 
-/// Encodes `image` as an 8-bit RGB PNG into `png`. Returns false with one
-/// line in `error` for a picture PNG cannot hold.
+/// Encodes `image` as an 8-bit PNG into `png`: of palette indices when it
+/// holds at most 256 colours (a drawing), else of RGB triples; the pixels read
+/// back the same either way. Returns false with one line in `error` for a
+/// picture PNG cannot hold.
 bool encode_colour_png(const colour_image& image, std::string& png, std::string& error);
 
 /// One picture encoded: its PNG, or why it cannot be one.
