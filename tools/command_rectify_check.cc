@@ -2,6 +2,7 @@
 // right IR picture and reprojects a depth picture into the RGB camera with the
 // library's debug check, measures how far apart the rows of matched points
 // are, and passes or fails the mode on that.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <deque>
@@ -229,20 +230,27 @@ gray_image side_by_side(const gray_image& left, const gray_image& right) {
   both.width = left.width + right.width;
   both.height = left.height > right.height ? left.height : right.height;
   both.bits = left.bits;
-  both.pixels.assign(static_cast<std::size_t>(both.width) * static_cast<std::size_t>(both.height),
-                     0);
+  const auto width = static_cast<std::size_t>(both.width);
+  both.pixels.resize(width * static_cast<std::size_t>(both.height));
   const uint16_t line = left.bits == 16 ? 0xFFFF : 0xFF;
+  // Row `y` of `picture` into `out`, 0 below its last row.
+  const auto copy_row = [](const gray_image& picture, int y, uint16_t* out) {
+    const auto side = static_cast<std::size_t>(picture.width);
+    if (y < picture.height) {
+      const uint16_t* row = picture.pixels.data() + static_cast<std::size_t>(y) * side;
+      std::copy(row, row + side, out);
+    } else {
+      std::fill(out, out + side, uint16_t{0});
+    }
+  };
   for (int y = 0; y < both.height; ++y) {
-    uint16_t* row = both.pixels.data() + static_cast<std::size_t>(y) * both.width;
-    for (int x = 0; x < left.width && y < left.height; ++x) {
-      row[x] = left.pixels[static_cast<std::size_t>(y) * left.width + x];
-    }
-    for (int x = 0; x < right.width && y < right.height; ++x) {
-      row[left.width + x] = right.pixels[static_cast<std::size_t>(y) * right.width + x];
-    }
+    uint16_t* row = both.pixels.data() + static_cast<std::size_t>(y) * width;
     if (y % kGuideLineSpacing == 0) {
-      for (int x = 0; x < both.width; ++x) row[x] = line;
+      std::fill(row, row + width, line);
+      continue;
     }
+    copy_row(left, y, row);
+    copy_row(right, y, row + left.width);
   }
   return both;
 }
@@ -373,17 +381,18 @@ int rectify_ir_pair(const converted_geometry& converted, const check_inputs& che
 /// on the pair drawn over the left one; compressed.
 std::vector<written_picture> ir_pictures(gray_image left, gray_image right,
                                          const row_error_result& row_error) {
-  // The largest are started first: the row-error picture, drawn only now
-  // that the pair is measured, would otherwise be the last to finish.
+  // The pair starts compressing at once; the row-error and side-by-side
+  // pictures are drawn from it meanwhile, so that both cores stay busy.
   picture_batch batch;
-  batch.add(colour_output(kRowErrorName, draw_row_error(view_of(left), left.bits, row_error)));
-  batch.add(grey_output(kSideBySideName, side_by_side(left, right)));
-  batch.add(grey_output(kLeftName, std::move(left)));
-  batch.add(grey_output(kRightName, std::move(right)));
+  const gray_image& left_added = batch.add(grey_output(kLeftName, std::move(left))).gray;
+  const gray_image& right_added = batch.add(grey_output(kRightName, std::move(right))).gray;
+  batch.add(colour_output(kRowErrorName,
+                          draw_row_error(view_of(left_added), left_added.bits, row_error)));
+  batch.add(grey_output(kSideBySideName, side_by_side(left_added, right_added)));
   std::vector<written_picture> started = batch.finish();
   std::vector<written_picture> listed;
   listed.reserve(started.size());
-  for (const std::size_t i : {2, 3, 1, 0}) listed.push_back(std::move(started[i]));
+  for (const std::size_t i : {0, 1, 3, 2}) listed.push_back(std::move(started[i]));
   return listed;
 }
 
@@ -498,6 +507,14 @@ int run_rectify_check(const rectify_check_options& options) {
       status != kExitOk) {
     return status;
   }
+  // The decoded pair is not read again: its pages go back to the heap
+  // before the measurement's levels are made.
+  pictures.left = gray_image();
+  pictures.right = gray_image();
+  check.left = debug_picture();
+  check.right = debug_picture();
+  check.left_bytes = std::vector<uint8_t>();
+  check.right_bytes = std::vector<uint8_t>();
   row_error_options measure_options;
   measure_options.max_row_error = options.max_row_error;
   const row_error_result row_error =
