@@ -162,13 +162,13 @@ std::vector<search_hit> search_along_rows(const float_plane& from, const float_p
     const float* top_left = to.row(y + dy - half) + (x + lo - half);
     correlate_row_of_places(patch.data(), side, top_left, to.width, columns, sums.data());
     const float* spread = to_spread.row(y + dy) + (x + lo);
+    // Branch-free, so that it runs on vectors: a flat place's quotient is
+    // worked out but never taken.
     for (int j = 0; j < columns; ++j) {
-      if (spread[j] < kMinSpread) continue;
       const float correlation = sums[j] / spread[j];
-      if (correlation > best[j]) {
-        best[j] = correlation;
-        best_row[j] = dy;
-      }
+      const bool better = !(static_cast<double>(spread[j]) < kMinSpread) & (correlation > best[j]);
+      best[j] = better ? correlation : best[j];
+      best_row[j] = better ? dy : best_row[j];
     }
   }
 
