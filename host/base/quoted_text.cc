@@ -1,4 +1,7 @@
-// Quoting of file text for messages, with JSON's escapes.
+// Quoting of file text for messages, with JSON's escapes. Written out here
+// rather than through the JSON library's dump(), which throws on bytes that
+// are not UTF-8 (or replaces them): a message shows a file's bytes as they
+// are, and the base of the host layer needs no JSON.
 #include "host/base/quoted_text.h"
 
 #include <cstdio>
