@@ -216,7 +216,9 @@ TEST(InspectValues, PrintedJsonIsTheStreamedTextAndALineBreak) {
     std::fclose(in);
     const std::string expected = deflash_host::render_json_text(r, 2, &file) + "\n";
     // The start-row image's text spans several of the mebibyte pieces.
-    if (i == 1) EXPECT_GT(expected.size(), std::size_t{2} << 20);
+    if (i == 1) {
+      EXPECT_GT(expected.size(), std::size_t{2} << 20);
+    }
     EXPECT_EQ(printed, expected);
   }
 }
